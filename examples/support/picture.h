@@ -1,0 +1,48 @@
+// An 8-bit picture in memory, its files (PNG by libpng, PPM and PGM), and a painted picture for whoever has no
+// photograph at hand. Shared by the sample programs, the tests and the benchmarks.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+namespace sample {
+
+// Rows from top to bottom without padding; 1 channel is grey, 3 channels are red, green, blue.
+struct Picture {
+  int32_t width = 0;
+  int32_t height = 0;
+  int32_t channels = 3;
+  std::vector<uint8_t> pixels;
+
+  Picture() = default;
+  Picture(int32_t w, int32_t h, int32_t c)
+      : width(w), height(h), channels(c), pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * size_t(c)) {}
+
+  int32_t step() const { return width * channels; }
+  uint8_t* row(int32_t y) { return pixels.data() + ptrdiff_t{step()} * y; }
+  const uint8_t* row(int32_t y) const { return pixels.data() + ptrdiff_t{step()} * y; }
+  bool operator==(const Picture&) const = default;
+};
+
+// By extension: .png, .ppm, .pgm. An alpha channel is dropped. Throws std::runtime_error with a message for people.
+Picture readPicture(const std::filesystem::path& file);
+void writePicture(const std::filesystem::path& file, const Picture& picture);
+
+// A PNG file in memory.
+std::vector<uint8_t> encodePng(const Picture& picture);
+
+// The same picture on every machine: smooth gradients, fine text-like detail, saturated colour edges and film-like
+// noise, all in integer arithmetic. channels is 1 or 3.
+Picture paintPicture(int32_t width, int32_t height, int32_t channels = 3);
+
+Picture toGrey(const Picture& rgb);
+Picture crop(const Picture& picture, int32_t x, int32_t y, int32_t width, int32_t height);
+
+// The photographs in shared/images beside this tree, or in $QLMJP_IMAGES where there are any, sorted by name.
+std::vector<std::filesystem::path> photographs();
+
+// Peak signal-to-noise ratio in dB over all samples; infinity for equal pictures.
+double psnr(const Picture& a, const Picture& b);
+
+}  // namespace sample

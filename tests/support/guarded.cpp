@@ -1,0 +1,32 @@
+#include "support/guarded.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <system_error>
+#include <utility>
+
+namespace test {
+
+GuardedBytes::GuardedBytes(size_t bytes, Edge edge) : size_(bytes) {
+  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  const size_t inner = (bytes + page - 1) / page * page;
+  mappingBytes_ = inner + 2 * page;
+  mapping_ = mmap(nullptr, mappingBytes_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  auto* first = static_cast<uint8_t*>(mapping_) + page;
+  if (mapping_ == MAP_FAILED || (inner > 0 && mprotect(first, inner, PROT_READ | PROT_WRITE) != 0))
+    throw std::system_error(errno, std::generic_category(), "guarded buffer");
+  data_ = edge == Edge::Front ? first : first + (inner - bytes);
+}
+
+GuardedBytes::GuardedBytes(GuardedBytes&& other) noexcept
+    : mapping_(std::exchange(other.mapping_, MAP_FAILED)),
+      mappingBytes_(other.mappingBytes_),
+      data_(std::exchange(other.data_, nullptr)),
+      size_(std::exchange(other.size_, 0)) {}
+
+GuardedBytes::~GuardedBytes() {
+  if (mapping_ != MAP_FAILED) munmap(mapping_, mappingBytes_);
+}
+
+}  // namespace test
