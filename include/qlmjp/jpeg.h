@@ -40,41 +40,197 @@ QLM_API QlmStatus qlmiDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const uint16_t* src, int3
 
 /** @} */
 /** @name Inverse DCT with dequantisation (T.81 A.3.3, A.3.4)
+ *  Each coefficient is multiplied by its quantiser, keeping the low 16 bits, and the block is transformed in fixed
+ * point. Samples are the nearest integers up to the rounding of 16-bit arithmetic; the steps are fixed, so the result
+ * is the same to the bit everywhere. A decoder that knows how far the coefficients of a block reach picks a cheaper
+ * member; no member looks at the data to decide. Source and destination must not overlap unless a member works in
+ * place.
  *  @{ */
 
+/**
+ * Inverse transform of one block into 64 samples without level shift.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  64 samples in natural order; may be @p src
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the block is written
+ * @retval qlmErrNullPointer  a pointer is null
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8_JPEG_16s_C1(const int16_t* src, int16_t* dst, const uint16_t* invTable);
+
+/**
+ * Inverse transform of one block in place, without level shift.
+ *
+ * @param[in,out] block  64 quantised coefficients in natural order; then 64 samples
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the block is transformed
+ * @retval qlmErrNullPointer  a pointer is null
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8_JPEG_16s_C1I(int16_t* block, const uint16_t* invTable);
+
+/**
+ * Inverse transform of one block into 8x8 samples of a plane: the full transform, plus 128, clamped to 0 to 255.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  first of 8 rows of 8 samples
+ * @param[in] dstStep  bytes between destination rows, at least 1
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the samples are written
+ * @retval qlmErrNullPointer  a pointer is null (@p src and @p dst are tested before the step, @p invTable behind it)
+ * @retval qlmErrStep  @p dstStep is below 1
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* src, uint8_t* dst, int32_t dstStep,
                                                       const uint16_t* invTable);
+
+/**
+ * Inverse transform of a block that has only its DC coefficient: 8x8 equal samples.
+ *
+ * The only coefficient and quantiser read are the first. The product keeps 32 bits and is shifted right by 3 without
+ * rounding, so the samples may differ by 1 from those of qlmiDCTQuantInv8x8LS_JPEG_16s8u_C1R(): a DC of -1 with a
+ * quantiser of 1 gives 127, not 128.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  first of 8 rows of 8 samples
+ * @param[in] dstStep  bytes between destination rows, at least 1
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the samples are written
+ * @retval qlmErrNullPointer  a pointer is null (@p src and @p dst are tested before the step, @p invTable behind it)
+ * @retval qlmErrStep  @p dstStep is below 1
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const int16_t* src, uint8_t* dst, int32_t dstStep,
                                                           const uint16_t* invTable);
+
+/**
+ * Inverse transform of a block whose coefficients lie in its upper left 2x2 corner: exactly the samples of
+ * qlmiDCTQuantInv8x8LS_JPEG_16s8u_C1R() on a block with zeros elsewhere. Other coefficients are not read.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  first of 8 rows of 8 samples
+ * @param[in] dstStep  bytes between destination rows, at least 1
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the samples are written
+ * @retval qlmErrNullPointer  a pointer is null (@p src and @p dst are tested before the step, @p invTable behind it)
+ * @retval qlmErrStep  @p dstStep is below 1
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const int16_t* src, uint8_t* dst, int32_t dstStep,
                                                           const uint16_t* invTable);
+
+/**
+ * Inverse transform of a block whose coefficients lie in its upper left 4x4 corner: exactly the samples of
+ * qlmiDCTQuantInv8x8LS_JPEG_16s8u_C1R() on a block with zeros elsewhere. Other coefficients are not used.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  first of 8 rows of 8 samples
+ * @param[in] dstStep  bytes between destination rows, at least 1
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the samples are written
+ * @retval qlmErrNullPointer  a pointer is null (@p src and @p dst are tested before the step, @p invTable behind it)
+ * @retval qlmErrStep  @p dstStep is below 1
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const int16_t* src, uint8_t* dst, int32_t dstStep,
                                                           const uint16_t* invTable);
+
+/**
+ * Inverse transform at a quarter of the size: 2x2 samples, the means of the 4x4 groups of the full result up to
+ * rounding. Rows and columns 2, 4 and 6 of the coefficients do not count.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  first of 2 rows of 2 samples
+ * @param[in] dstStep  bytes between destination rows, at least 1
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the samples are written
+ * @retval qlmErrNullPointer  a pointer is null (@p src and @p dst are tested before the step, @p invTable behind it)
+ * @retval qlmErrStep  @p dstStep is below 1
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(const int16_t* src, uint8_t* dst, int32_t dstStep,
                                                            const uint16_t* invTable);
+
+/**
+ * Inverse transform at half the size: 4x4 samples, the means of the 2x2 groups of the full result up to rounding. Row
+ * and column 4 of the coefficients do not count.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  first of 4 rows of 4 samples
+ * @param[in] dstStep  bytes between destination rows, at least 1
+ * @param[in] invTable  64 quantisers in natural order, as qlmiQuantInvTableInit_JPEG_8u16u() makes them
+ * @retval qlmOk  the samples are written
+ * @retval qlmErrNullPointer  a pointer is null (@p src and @p dst are tested before the step, @p invTable behind it)
+ * @retval qlmErrStep  @p dstStep is below 1
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(const int16_t* src, uint8_t* dst, int32_t dstStep,
                                                            const uint16_t* invTable);
+
+/**
+ * Inverse transform of one block into 8x8 samples of 12 bits, in single precision: the transform plus 2048, truncated
+ * towards zero (not rounded) and clamped to 0 to 4095. A sum beyond 32 bits gives 0.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  first of 8 rows of 8 samples
+ * @param[in] dstStep  bytes between destination rows, at least 1
+ * @param[in] invTable  64 quantisers in natural order, as floats
+ * @retval qlmOk  the samples are written
+ * @retval qlmErrNullPointer  a pointer is null (@p src and @p dst are tested before the step, @p invTable behind it)
+ * @retval qlmErrStep  @p dstStep is below 1
+ */
 QLM_API QlmStatus qlmiDCTQuantInv8x8LS_JPEG_16s16u_C1R(const int16_t* src, uint16_t* dst, int32_t dstStep,
                                                        const float* invTable);
 
 /** @} */
-/** @name Colour conversion between pixels and the blocks of one MCU (JFIF)
+/** @name Colour conversion between pixels and the blocks of one MCU (JFIF; T.81 A.2.3)
+ *
+ * Blocks hold level-shifted samples (sample minus 128), those of one plane contiguous and in raster order:
+ *
+ * | Form | Pixels of the MCU | Luma blocks | Cb, Cr blocks (each) |
+ * |------|-------------------|-------------|----------------------|
+ * | 444  | 8 x 8             | 1           | 1                    |
+ * | 422  | 16 x 8            | 2           | 1                    |
+ * | 411  | 16 x 16           | 4           | 1                    |
+ *
+ * Forward, a chroma element is computed from the sum of the pixels that it covers; inverse, it is replicated over them.
+ * Exactly the pixels of the MCU are read or written. Source and destination must not overlap.
  *  @{ */
 
+/**
+ * Turns the pixels of one MCU into level-shifted blocks, ready for the forward DCT: 14-bit fixed point, rounded.
+ * @param[in] src first pixel of the MCU, three bytes a pixel in the order of the name
+ * @param[in] srcStep distance in bytes between the rows of `src`
+ * @param[out] dst the planes Y, Cb, Cr: each entry points to the first block of its plane
+ * @retval qlmOk the blocks are complete
+ * @retval qlmErrNullPointer `src`, `dst` or (tested after the step) an entry of `dst` is null
+ * @retval qlmErrStep `srcStep` is below 1
+ */
 QLM_API QlmStatus qlmiRGBToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]);
+/** @copydoc qlmiRGBToYCbCr444LS_MCU_8u16s_C3P3R */
 QLM_API QlmStatus qlmiRGBToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]);
+/** @copydoc qlmiRGBToYCbCr444LS_MCU_8u16s_C3P3R */
 QLM_API QlmStatus qlmiRGBToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]);
+/** @copydoc qlmiRGBToYCbCr444LS_MCU_8u16s_C3P3R */
 QLM_API QlmStatus qlmiBGRToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]);
+/** @copydoc qlmiRGBToYCbCr444LS_MCU_8u16s_C3P3R */
 QLM_API QlmStatus qlmiBGRToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]);
+/** @copydoc qlmiRGBToYCbCr444LS_MCU_8u16s_C3P3R */
 QLM_API QlmStatus qlmiBGRToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]);
 
+/**
+ * Turns the level-shifted blocks of one MCU, as the inverse DCT gives them, into pixels: 14-bit fixed point, clamped to
+ * 0 to 255. Values far outside the range of samples clamp, too.
+ * @param[in] src the planes Y, Cb, Cr: each entry points to the first block of its plane
+ * @param[out] dst first pixel of the MCU, three bytes a pixel in the order of the name
+ * @param[in] dstStep distance in bytes between the rows of `dst`
+ * @retval qlmOk the pixels are complete
+ * @retval qlmErrNullPointer `src`, `dst` or (tested after the step) an entry of `src` is null
+ * @retval qlmErrStep `dstStep` is below 1
+ */
 QLM_API QlmStatus qlmiYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const src[3], uint8_t* dst, int32_t dstStep);
+/** @copydoc qlmiYCbCr444ToRGBLS_MCU_16s8u_P3C3R */
 QLM_API QlmStatus qlmiYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const src[3], uint8_t* dst, int32_t dstStep);
+/** @copydoc qlmiYCbCr444ToRGBLS_MCU_16s8u_P3C3R */
 QLM_API QlmStatus qlmiYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const src[3], uint8_t* dst, int32_t dstStep);
+/** @copydoc qlmiYCbCr444ToRGBLS_MCU_16s8u_P3C3R */
 QLM_API QlmStatus qlmiYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const src[3], uint8_t* dst, int32_t dstStep);
+/** @copydoc qlmiYCbCr444ToRGBLS_MCU_16s8u_P3C3R */
 QLM_API QlmStatus qlmiYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const src[3], uint8_t* dst, int32_t dstStep);
+/** @copydoc qlmiYCbCr444ToRGBLS_MCU_16s8u_P3C3R */
 QLM_API QlmStatus qlmiYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const src[3], uint8_t* dst, int32_t dstStep);
 
 /** @} */

@@ -21,3 +21,84 @@ inline __m256i load16AsWords(const void* p) { return _mm256_cvtepu8_epi16(load16
 inline __m256i packWordsToBytes(__m256i a, __m256i b) {
   return _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
 }
+
+// Two independent streams, one in each half of a vector. Whatever shuffles inside the halves keeps them apart.
+inline __m256i load16x2(const void* low, const void* high) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(low)), load16(high), 1);
+}
+inline void store16x2(void* low, void* high, __m256i v) {
+  store16(low, _mm256_castsi256_si128(v));
+  store16(high, _mm256_extracti128_si256(v, 1));
+}
+
+// The pattern of a byte shuffle, the same for both halves; an index of -1 gives a zero byte.
+struct ShufflePattern {
+  alignas(32) int8_t index[32];
+};
+template <typename IndexOf>
+constexpr ShufflePattern makeShuffle(IndexOf indexOf) {
+  ShufflePattern pattern{};
+  for (int i = 0; i < 16; ++i) pattern.index[i] = pattern.index[i + 16] = static_cast<int8_t>(indexOf(i));
+  return pattern;
+}
+inline __m256i shuffleBytes(__m256i v, const ShufflePattern& pattern) {
+  return _mm256_shuffle_epi8(v, load32(pattern.index));
+}
+
+// Bytes of three-byte pixels in each half. deinterleave3 takes the first 16 and the last 16 of the 24 bytes of eight
+// pixels, and gives the byte pairs (element A, element B) and (element C, element B) of each pixel: what a multiply-add
+// of byte pairs wants.
+struct BytePairs {
+  __m256i ab, cb;
+};
+template <int kA, int kB, int kC>
+inline BytePairs deinterleave3(__m256i first16, __m256i last16) {
+  constexpr auto fourPixels = [](int offset) {
+    return makeShuffle([=](int i) { return offset + 3 * (i % 8 / 2) + (i % 2 ? kB : i < 8 ? kA : kC); });
+  };
+  static constexpr ShufflePattern kFirst = fourPixels(0), kLast = fourPixels(4);
+  const __m256i low = shuffleBytes(first16, kFirst), high = shuffleBytes(last16, kLast);
+  return {_mm256_unpacklo_epi64(low, high), _mm256_unpackhi_epi64(low, high)};
+}
+
+// The way back, for eight pixels a half: xy holds eight x and eight y, z eight z in its lower eight bytes. Gives the
+// first 16 and the last 16 of the 24 bytes.
+struct Interleaved8 {
+  __m256i first16, last16;
+};
+inline Interleaved8 interleave3x8(__m256i xy, __m256i z) {
+  constexpr auto pairFrom = [](int start) {
+    return makeShuffle([=](int i) { return (start + i) % 3 == 2 ? -1 : (start + i) / 3 + 8 * ((start + i) % 3); });
+  };
+  constexpr auto thirdFrom = [](int start) {
+    return makeShuffle([=](int i) { return (start + i) % 3 == 2 ? (start + i) / 3 : -1; });
+  };
+  static constexpr ShufflePattern kPair0 = pairFrom(0), kPair8 = pairFrom(8);
+  static constexpr ShufflePattern kThird0 = thirdFrom(0), kThird8 = thirdFrom(8);
+  return {_mm256_or_si256(shuffleBytes(xy, kPair0), shuffleBytes(z, kThird0)),
+          _mm256_or_si256(shuffleBytes(xy, kPair8), shuffleBytes(z, kThird8))};
+}
+
+// Sixteen pixels a half: xyLow and xyHigh hold eight x and eight y each, z sixteen z. Gives 48 bytes a half in order.
+struct Interleaved16 {
+  __m256i part[3];
+};
+inline Interleaved16 interleave3x16(__m256i xyLow, __m256i xyHigh, __m256i z) {
+  // Byte `at` of the 48 from the pair of pixels `first` to `first` + 7.
+  constexpr auto pairFrom = [](int start, int first) {
+    return makeShuffle([=](int i) {
+      const int pixel = (start + i) / 3 - first, channel = (start + i) % 3;
+      return channel == 2 || pixel < 0 || pixel > 7 ? -1 : pixel + 8 * channel;
+    });
+  };
+  constexpr auto thirdFrom = [](int start) {
+    return makeShuffle([=](int i) { return (start + i) % 3 == 2 ? (start + i) / 3 : -1; });
+  };
+  static constexpr ShufflePattern kLow0 = pairFrom(0, 0), kLow16 = pairFrom(16, 0);
+  static constexpr ShufflePattern kHigh16 = pairFrom(16, 8), kHigh32 = pairFrom(32, 8);
+  static constexpr ShufflePattern kThird0 = thirdFrom(0), kThird16 = thirdFrom(16), kThird32 = thirdFrom(32);
+  const __m256i middle = _mm256_or_si256(shuffleBytes(xyLow, kLow16), shuffleBytes(xyHigh, kHigh16));
+  return {{_mm256_or_si256(shuffleBytes(xyLow, kLow0), shuffleBytes(z, kThird0)),
+           _mm256_or_si256(middle, shuffleBytes(z, kThird16)),
+           _mm256_or_si256(shuffleBytes(xyHigh, kHigh32), shuffleBytes(z, kThird32))}};
+}

@@ -1,0 +1,208 @@
+// The register route of the baseline block encoders (T.81 F.1.2): the bits of one block, without byte stuffing, written
+// to a buffer of its own. Nothing the caller can see is touched, so that a block can be given up at any point.
+#pragma once
+
+#include "frame/simd.h"
+#include "jpeg/entropy/huffman_bits.h"
+
+// Bits for the destination: whole bytes before `next`, then `pending` bits, right-justified in `window` below bits that
+// are already stored.
+struct QlmBitRun {
+  uint8_t* next;
+  uint64_t window;
+  uint64_t pending;  // 0 to 7 after a store
+};
+
+// DC and 63 AC symbols of at most 16 + 16 bits each (a ZRL stands for 16 zeros, so it takes the room of a symbol), 7
+// pending bits from before, and the bytes that the last wide store and wide loads touch beyond that.
+inline constexpr int32_t kMaxBlockBytes = 64 * 4 + 1 + 31;
+
+// The pending bits, left-justified.
+inline uint64_t ownLeftJustified(const QlmBitRun& run) { return run.window << (-run.pending & 63); }
+
+inline void ownStoreWholeBytes(QlmBitRun& run) {
+  ownStoreBigEndian64(run.next, ownLeftJustified(run));
+  run.next += run.pending >> 3;
+  run.pending &= 7;
+}
+
+// An entry of an encoding table. Two loads of 16 bits are cheaper than one of 32 that is taken apart.
+struct QlmTableEntry {
+  uint16_t code;
+  uint16_t length;
+};
+inline QlmTableEntry ownTableEntry(const QlmEncodeHuffmanSpec* table, uint32_t symbol) {
+  const char* const entry = reinterpret_cast<const char*>(&table->codes[symbol]);
+  QlmTableEntry result;
+  std::memcpy(&result.code, entry, 2);
+  std::memcpy(&result.length, entry + 2, 2);
+  return result;
+}
+
+struct QlmScanShuffle {
+  alignas(32) uint8_t index[2][4][32];
+};
+// For the halves of the scan, 32 positions each in two lanes of 16: from which byte of a lane of the packed block each
+// position comes; the top bit set, which gives zero, where it comes from another. The packed block has rows 0, 2 | 1, 3
+// in its first vector and rows 4, 6 | 5, 7 in its second; shuffles 1 and 3 are for the vectors with their lanes
+// swapped.
+constexpr QlmScanShuffle makeScanShuffle() {
+  QlmScanShuffle shuffle{};
+  for (int scan = 0; scan < 64; ++scan) {
+    const int half = scan / 32;
+    const int place = scan % 32;
+    const int row = kZigzag.naturalOfScan[scan] / 8;
+    const int column = kZigzag.naturalOfScan[scan] % 8;
+    for (int source = 0; source < 4; ++source) {
+      const int lane = place / 16 ^ (source & 1);
+      const bool here = row / 4 == source / 2 && row % 2 == lane;
+      shuffle.index[half][source][place] = static_cast<uint8_t>(here ? row / 2 % 2 * 8 + column : 0x80);
+    }
+  }
+  return shuffle;
+}
+inline constexpr QlmScanShuffle kScanShuffle = makeScanShuffle();
+
+// By zig-zag position: the magnitude category, and in a mask, bit k for position k, whether it is not zero.
+inline uint64_t ownCategoriesByScan(const __m256i (&magnitudes)[4], uint8_t* categories) {
+  const __m256i lowByte = _mm256_set1_epi16(0xFF);
+  const __m256i lowNibble = _mm256_set1_epi8(0xF);
+  // The category of a byte is that of its upper nibble plus 4, or where that is zero, of its lower nibble.
+  const auto lookUp = [&](__m256i bytes, int32_t base) {
+    const auto above = [base](int32_t category) { return static_cast<char>(base + category); };
+    const __m256i lower =
+        _mm256_setr_epi8(0, above(1), above(2), above(2), above(3), above(3), above(3), above(3),  //
+                         above(4), above(4), above(4), above(4), above(4), above(4), above(4), above(4), 0, above(1),
+                         above(2), above(2), above(3), above(3), above(3), above(3),  //
+                         above(4), above(4), above(4), above(4), above(4), above(4), above(4), above(4));
+    const __m256i upper =
+        _mm256_setr_epi8(0, above(5), above(6), above(6), above(7), above(7), above(7), above(7),  //
+                         above(8), above(8), above(8), above(8), above(8), above(8), above(8), above(8), 0, above(5),
+                         above(6), above(6), above(7), above(7), above(7), above(7),  //
+                         above(8), above(8), above(8), above(8), above(8), above(8), above(8), above(8));
+    return _mm256_max_epu8(_mm256_shuffle_epi8(lower, _mm256_and_si256(bytes, lowNibble)),
+                           _mm256_shuffle_epi8(upper, _mm256_and_si256(_mm256_srli_epi16(bytes, 4), lowNibble)));
+  };
+  const auto categoriesOf = [&](__m256i a, __m256i b) {
+    const __m256i low = _mm256_packus_epi16(_mm256_and_si256(a, lowByte), _mm256_and_si256(b, lowByte));
+    const __m256i high = _mm256_packus_epi16(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8));
+    return _mm256_max_epu8(lookUp(low, 0), lookUp(high, 8));
+  };
+  const __m256i upper = categoriesOf(magnitudes[0], magnitudes[1]);
+  const __m256i lower = categoriesOf(magnitudes[2], magnitudes[3]);
+  const __m256i packed[4] = {upper, _mm256_permute4x64_epi64(upper, 0x4E), lower,
+                             _mm256_permute4x64_epi64(lower, 0x4E)};
+  uint32_t zeroes[2];
+  for (int half = 0; half < 2; ++half) {
+    const auto from = [&](int source) {
+      return _mm256_shuffle_epi8(packed[source], load32(kScanShuffle.index[half][source]));
+    };
+    const __m256i scan = _mm256_or_si256(_mm256_or_si256(from(0), from(1)), _mm256_or_si256(from(2), from(3)));
+    store32(categories + 32 * half, scan);
+    zeroes[half] = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(scan, _mm256_setzero_si256())));
+  }
+  return ~(uint64_t{zeroes[1]} << 32 | zeroes[0]);
+}
+
+// Entry of an AC symbol. A run of 15 before a coefficient of category 16 would name the entry behind the table: no
+// code.
+inline uint32_t ownAcEntry(const QlmEncodeHuffmanSpec* acTable, uint32_t runOfZeroes, int32_t category) {
+  const uint32_t symbol = (runOfZeroes << 4) + static_cast<uint32_t>(category);
+  return symbol < 256 ? acTable->codes[symbol] : 0;
+}
+
+// Appends one block. With kNeedCodes a symbol without a code ends the work with false; otherwise such a symbol takes no
+// bits, though its value does. Whole bytes are stored after every second symbol.
+template <bool kNeedCodes>
+inline __attribute__((always_inline)) bool ownAppendBlock(QlmBitRun& target, const int16_t* block, int32_t dcDifference,
+                                                          const QlmEncodeHuffmanSpec* dcTable,
+                                                          const QlmEncodeHuffmanSpec* acTable) {
+  QlmBitRun run = target;
+  alignas(32) uint16_t valueBits[64];
+  alignas(32) uint8_t categories[64];
+  __m256i magnitudes[4];
+  for (int i = 0; i < 4; ++i) {
+    const __m256i rows = load32(block + 16 * i);
+    magnitudes[i] = _mm256_abs_epi16(rows);
+    store32(valueBits + 16 * i, _mm256_add_epi16(rows, _mm256_srai_epi16(rows, 15)));
+  }
+  uint64_t nonzero = ownCategoriesByScan(magnitudes, categories) & ~uint64_t{1};
+  // 57 bits fit beside 7 pending ones; two symbols that are longer need coefficients of 12 bits and more.
+  const auto append = [&run](QlmTableEntry entry, uint64_t bits, uint32_t category) {
+    if (kNeedCodes && entry.length == 0) return false;
+    const uint64_t length = uint64_t{entry.length} + category;
+    if (run.pending + length > 64) [[unlikely]] {
+      ownStoreWholeBytes(run);
+    }
+    run.window = run.window << length | uint64_t{entry.code} << category | _bzhi_u64(bits, category);
+    run.pending += length;
+    return true;
+  };
+
+  const QlmCategorised dc = ownCategorise(dcDifference);
+  const uint32_t dcCategory = static_cast<uint32_t>(dc.category);
+  if (!append(ownTableEntry(dcTable, dcCategory), dc.bits, dcCategory)) return false;
+
+  uint32_t last = 0;  // the scan position of the last symbol
+  // Codes the coefficient at the lowest bit of `nonzero`, or a ZRL in front of it.
+  const auto appendNext = [&] {
+    uint32_t scan = static_cast<uint32_t>(_tzcnt_u64(nonzero));
+    uint32_t category = categories[scan];
+    uint32_t symbol = ((scan - last - 1) << 4) + category;
+    uint64_t rest = nonzero & (nonzero - 1);
+    if (symbol > 255) [[unlikely]] {
+      // A coefficient of category 16 behind 15 zeroes would name the entry behind the table.
+      if (symbol == 256 && category == 16) {
+        nonzero = rest;
+        last = scan;
+        return append({0, 0}, valueBits[kScan.natural[scan]], category);
+      }
+      // The last zero of a run of 16 is a coefficient of category 0, which makes the symbol 0xF0.
+      rest = nonzero;
+      scan = last + 16;
+      category = 0;
+      symbol = 0xF0;
+    }
+    nonzero = rest;
+    last = scan;
+    return append(ownTableEntry(acTable, symbol), valueBits[kScan.natural[scan]], category);
+  };
+
+  while (nonzero != 0) {
+    if (!appendNext()) return false;
+    ownStoreWholeBytes(run);
+    if (nonzero == 0) break;
+    if (!appendNext()) return false;
+  }
+  if (last < 63 && !append(ownTableEntry(acTable, 0x00), 0, 0)) return false;
+  ownStoreWholeBytes(run);
+  target = run;
+  return true;
+}
+
+// Copies `count` bytes, at least 1, with stuffing and returns how many bytes that gave, or 0 where they do not fit into
+// `room`. Reads up to 31 bytes behind the source's end; writes up to 3 behind the result, within the room.
+inline ptrdiff_t ownCopyStuffed(const uint8_t* src, ptrdiff_t count, uint8_t* dst, ptrdiff_t room) {
+  const __m256i lane = _mm256_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28);
+  uint8_t* const begin = dst;
+  for (ptrdiff_t i = 0; i < count; i += 32) {
+    const __m256i bytes = load32(src + i);
+    const uint32_t stuffed =
+        static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(bytes, _mm256_set1_epi8(-1))));
+    const int32_t n = static_cast<int32_t>(count - i < 32 ? count - i : 32);
+    if (_bzhi_u32(stuffed, static_cast<uint32_t>(n)) == 0 && room >= 32) {
+      _mm256_maskstore_epi32(reinterpret_cast<int*>(dst), _mm256_cmpgt_epi32(_mm256_set1_epi32(n), lane), bytes);
+      dst += n;
+      room -= n;
+      continue;
+    }
+    for (int32_t k = 0; k < n; ++k) {
+      if (--room < 0) return 0;
+      *dst++ = src[i + k];
+      if (src[i + k] != 0xFF) continue;
+      if (--room < 0) return 0;
+      *dst++ = 0;
+    }
+  }
+  return dst - begin;
+}
