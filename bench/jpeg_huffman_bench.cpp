@@ -197,7 +197,7 @@ int32_t encodeTurbo(const Scan& scan, const Tables* tables, std::vector<uint8_t>
   return static_cast<int32_t>(next - segment.data());
 }
 
-// False where a block does not decode, or differs from the picture's when `check` is set.
+// False where a block does not decode.
 bool decode(const Scan& scan, const Tables* tables, std::vector<Block>& blocks) {
   QlmDecodeHuffmanState state;
   qlmiDecodeHuffmanStateInit_JPEG_8u(&state);

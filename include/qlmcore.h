@@ -16,10 +16,13 @@
 extern "C" {
 #endif
 
-/** Returns a block of @p length bytes, aligned to 64 bytes, or null when @p length is below 1 or memory is short. */
+/** Allocates memory.
+ *  @param length Bytes wanted.
+ *  @return A block aligned to 64 bytes, or null when @p length is below 1 or memory is short. */
 QLM_API void* qlmMalloc(int32_t length);
 
-/** Releases a block that qlmMalloc() returned. Null is allowed and does nothing. */
+/** Releases memory.
+ *  @param block What qlmMalloc() returned. Null is allowed and does nothing. */
 QLM_API void qlmFree(void* block);
 
 /** Bits of the mask that qlmGetEnabledCpuFeatures() returns. Each bit says that the processor has all of what its name
@@ -33,15 +36,18 @@ enum {
   qlmCpuAvx2Kit = 32 /**< FMA, BMI1, BMI2, LZCNT, MOVBE and F16C: the rest of what an AVX2 build (x86-64-v3) uses. */
 };
 
-/** Returns the features of this processor as a mask of the qlmCpu bits. */
+/** Tells what this processor can do.
+ *  @return A mask of the qlmCpu bits. */
 QLM_API uint64_t qlmGetEnabledCpuFeatures(void);
 
-/** Writes the size in bytes of the largest cache of this processor, at most INT32_MAX. Returns 0 on success, a
- *  negative #QlmStatus when @p size is null or the size cannot be found out. */
+/** Tells the size of the largest cache of this processor.
+ *  @param size Receives the size in bytes, at most INT32_MAX.
+ *  @return 0 on success, a negative #QlmStatus when @p size is null or the size cannot be found out. */
 QLM_API int32_t qlmGetMaxCacheSizeB(int32_t* size);
 
-/** Returns the number of threads that the library may use for one call, at least 1: what the OpenMP runtime would use,
- *  so OMP_NUM_THREADS, omp_set_num_threads() and the affinity of the process hold. */
+/** Tells how many threads the library may use for one call.
+ *  @return At least 1: what the OpenMP runtime would use, so OMP_NUM_THREADS, omp_set_num_threads() and the affinity of
+ *  the process hold. */
 QLM_API int32_t ownGetNumThreads(void);
 
 #ifdef __cplusplus

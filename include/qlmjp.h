@@ -6,16 +6,15 @@
 #define QLMJP_H
 
 #include "qlmjp/jpeg.h"
+#include "qlmjp/tiff.h"
 #include "qlmjp/types.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/**
- * Returns the constant version record of the library. The record and its texts live as long as the library; the
- * pointer is the same on every call. May be called at any time and never fails.
- */
+/** Tells the version of the library. May be called at any time and never fails.
+ *  @return The constant record, the same on every call. It and its texts live as long as the library. */
 QLM_API const QlmLibVersion* qlmjGetLibVersion(void);
 
 #ifdef __cplusplus

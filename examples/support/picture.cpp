@@ -71,18 +71,6 @@ Picture readPnm(const fs::path& file) {
 
 bool isPnm(const fs::path& file) { return file.extension() == ".ppm" || file.extension() == ".pgm"; }
 
-uint32_t hash(uint32_t x, uint32_t y) {
-  uint32_t h = x * 0x9E3779B1u ^ y * 0x85EBCA77u;
-  h ^= h >> 15, h *= 0x2C1B3C6Du, h ^= h >> 12, h *= 0x297A2D39u;
-  return h ^ (h >> 15);
-}
-
-// About normal, standard deviation of about 3: the sum of four bytes.
-int32_t grain(uint32_t x, uint32_t y) {
-  const uint32_t h = hash(x, y);
-  return (static_cast<int32_t>((h & 255) + (h >> 8 & 255) + (h >> 16 & 255) + (h >> 24)) - 510) / 48;
-}
-
 }  // namespace
 
 Picture readPicture(const fs::path& file) {
@@ -115,50 +103,6 @@ std::vector<uint8_t> encodePng(const Picture& picture) {
   return bytes;
 }
 
-// Four quarters on one canvas: a sky-like gradient with a disc, lines of glyph-like marks, a wheel of saturated
-// sectors, and a textured ground; grain over everything.
-Picture paintPicture(int32_t width, int32_t height, int32_t channels) {
-  Picture picture(width, height, 3);
-  const int32_t halfW = std::max(1, width / 2), halfH = std::max(1, height / 2);
-  for (int32_t y = 0; y < height; ++y) {
-    for (int32_t x = 0; x < width; ++x) {
-      const int32_t u = x % halfW, v = y % halfH;
-      const auto ux = static_cast<uint32_t>(x), uy = static_cast<uint32_t>(y);
-      int32_t rgb[3];
-      if (x < halfW && y < halfH) {
-        const int32_t fade = v * 255 / halfH, dx = u - halfW * 2 / 3, dy = v - halfH / 3;
-        rgb[0] = 70 + fade / 2, rgb[1] = 120 + fade / 3, rgb[2] = 220 - fade / 5;
-        const int32_t radius = std::min(halfW, halfH) / 5, distance = dx * dx + dy * dy;
-        if (distance < radius * radius) rgb[0] = 250, rgb[1] = 215 - distance * 60 / (radius * radius + 1), rgb[2] = 90;
-      } else if (y < halfH) {
-        const uint32_t mark = hash(ux / 8, uy / 14);
-        const int32_t column = x % 8, line = y % 14;
-        const bool ink = line > 1 && line < 11 && column < 6 && mark % 5 &&
-                         (mark >> (3 * (line / 3) + column / 2) & 1 || (column == 1 && mark & 64));
-        const int32_t paper = 236 + static_cast<int32_t>(hash(ux / 64, uy / 64) % 8);
-        rgb[0] = ink ? 24 : paper, rgb[1] = ink ? 26 : paper - 4, rgb[2] = ink ? 40 : paper - 14;
-      } else if (x < halfW) {
-        const int32_t dx = u - halfW / 2, dy = v - halfH / 2;
-        const int32_t sector = (dx > 0) + 2 * (dy > 0) + 4 * (std::abs(dx) > std::abs(dy));
-        const int32_t ring = (dx * dx + dy * dy) / std::max(1, halfW * halfH / 24) % 2;
-        rgb[0] = sector & 1 ? 240 : 12, rgb[1] = sector & 2 ? 228 : 16, rgb[2] = sector & 4 ? 236 : 20;
-        if (ring)
-          for (int32_t& c : rgb) c = 255 - c;
-      } else {
-        const int32_t coarse = static_cast<int32_t>(hash(ux / 16, uy / 16) % 48);
-        const int32_t fine = static_cast<int32_t>(hash(ux / 2, uy / 3) % 56);
-        const int32_t wave = (u * u / 97 + v * v / 61) % 64;
-        rgb[0] = 60 + coarse + fine / 2, rgb[1] = 90 + wave + fine, rgb[2] = 30 + coarse / 2 + wave / 2;
-      }
-      for (int32_t c = 0; c < 3; ++c) {
-        const int32_t noisy = rgb[c] + grain(ux * 3 + static_cast<uint32_t>(c), uy);
-        picture.row(y)[x * 3 + c] = static_cast<uint8_t>(std::clamp(noisy, 0, 255));
-      }
-    }
-  }
-  return channels == 1 ? toGrey(picture) : picture;
-}
-
 Picture toGrey(const Picture& rgb) {
   Picture grey(rgb.width, rgb.height, 1);
   for (size_t i = 0; i < grey.pixels.size(); ++i) {
@@ -166,6 +110,32 @@ Picture toGrey(const Picture& rgb) {
     grey.pixels[i] = static_cast<uint8_t>((299 * p[0] + 587 * p[1] + 114 * p[2] + 500) / 1000);
   }
   return grey;
+}
+
+Picture toRgb(const Picture& picture) {
+  if (picture.channels == 3) return picture;
+  Picture rgb(picture.width, picture.height, 3);
+  for (size_t i = 0; i < rgb.pixels.size(); ++i) {
+    if (picture.channels == 1) {
+      rgb.pixels[i] = picture.pixels[i / 3];
+    } else {
+      const uint8_t* p = picture.pixels.data() + 4 * (i / 3);
+      rgb.pixels[i] = static_cast<uint8_t>((p[i % 3] * p[3] + 127) / 255);
+    }
+  }
+  return rgb;
+}
+
+Picture toCmyk(const Picture& rgb) {
+  Picture cmyk(rgb.width, rgb.height, 4);
+  for (size_t i = 0; i < rgb.pixels.size(); i += 3) {
+    const uint8_t* p = rgb.pixels.data() + i;
+    uint8_t* q = cmyk.pixels.data() + i / 3 * 4;
+    const int32_t black = std::max({p[0], p[1], p[2]});
+    for (int32_t c = 0; c < 3; ++c) q[c] = static_cast<uint8_t>(black == 0 ? 255 : (255 * p[c] + black / 2) / black);
+    q[3] = static_cast<uint8_t>(black);
+  }
+  return cmyk;
 }
 
 Picture crop(const Picture& picture, int32_t x, int32_t y, int32_t width, int32_t height) {

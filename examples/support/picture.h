@@ -8,7 +8,8 @@
 
 namespace sample {
 
-// Rows from top to bottom without padding; 1 channel is grey, 3 channels are red, green, blue.
+// Rows from top to bottom without padding; 1 channel is grey, 3 channels are red, green, blue, and 4 are cyan, magenta,
+// yellow, black as light: 255 is no ink.
 struct Picture {
   int32_t width = 0;
   int32_t height = 0;
@@ -37,6 +38,15 @@ std::vector<uint8_t> encodePng(const Picture& picture);
 Picture paintPicture(int32_t width, int32_t height, int32_t channels = 3);
 
 Picture toGrey(const Picture& rgb);
+
+// Grey is repeated. In CMYK each colour is dimmed by black: R = C K / 255, and so on, rounded. Device colours without a
+// profile, as good as a file gives them that carries none.
+Picture toRgb(const Picture& picture);
+
+// The converse, with all grey replaced by black: K is the largest of R, G, B, and C = 255 R / K, rounded (255 where K
+// is 0), and so on.
+Picture toCmyk(const Picture& rgb);
+
 Picture crop(const Picture& picture, int32_t x, int32_t y, int32_t width, int32_t height);
 
 // The photographs in shared/images beside this tree, or in $QLMJP_IMAGES where there are any, sorted by name.

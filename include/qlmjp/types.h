@@ -11,6 +11,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** Marks what the library exports. */
 #if defined(__GNUC__)
 #define QLM_API __attribute__((visibility("default")))
 #else
@@ -47,16 +48,16 @@ typedef enum QlmStatus {
 
 /** Width and height of a region in pixels (samples for one-channel data), never in bytes. */
 typedef struct QlmSize {
-  int32_t width;
-  int32_t height;
+  int32_t width;  /**< Pixels in a row. */
+  int32_t height; /**< Rows. */
 } QlmSize;
 
 /** What the library says of itself. */
 typedef struct QlmLibVersion {
-  int32_t major;
-  int32_t minor;
-  int32_t update;
-  int32_t revision;
+  int32_t major;         /**< Changes when the interface breaks. */
+  int32_t minor;         /**< Changes when the interface grows. */
+  int32_t update;        /**< Changes with corrections. */
+  int32_t revision;      /**< Number of the sources' revision. */
   char targetCode[4];    /**< Code of the processor level, zero-filled: "l9" is AVX2. */
   const char* name;      /**< Name and processor level as text. */
   const char* version;   /**< Version and revision as text. */

@@ -8,16 +8,17 @@
 inline constexpr int32_t kRowsForkAbove = 8192;
 
 // Calls row(y) once for every row of the region, on one OpenMP thread per contiguous run of rows where the region is
-// large enough. row(y) writes only what belongs to its own row, so the result does not depend on the thread count. The
-// area is a wrapping 32-bit product: a region of 2^31 pixels and more may stay on the caller.
+// large enough and there is more than one thread to use. row(y) writes only what belongs to its own row, so the result
+// does not depend on the thread count. The area is a wrapping 32-bit product: a region of 2^31 pixels and more may stay
+// on the caller.
 template <typename Row>
 inline void ownForEachRow(QlmSize size, const Row& row) {
   const int32_t threads = ownGetNumThreads();
-  if (wrapMul32(size.width, size.height) <= kRowsForkAbove) {
+  if (threads <= 1 || wrapMul32(size.width, size.height) <= kRowsForkAbove) {
     for (int32_t y = 0; y < size.height; ++y) row(y);
     return;
   }
-#pragma omp parallel for num_threads(threads < 1 ? 1 : threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(static)
   for (int32_t y = 0; y < size.height; ++y) row(y);
 }
 

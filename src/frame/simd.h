@@ -13,6 +13,7 @@ inline __m128i load8(const void* p) { return _mm_loadl_epi64(static_cast<const _
 inline void store16(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
 inline void store32(void* p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
 inline void store8(void* p, __m128i v) { _mm_storel_epi64(static_cast<__m128i*>(p), v); }
+inline void storeUpper8(void* p, __m128i v) { _mm_storeh_pi(static_cast<__m64*>(p), _mm_castsi128_ps(v)); }
 
 // 16 bytes as 16 lanes of 16 bits, zero-extended.
 inline __m256i load16AsWords(const void* p) { return _mm256_cvtepu8_epi16(load16(p)); }
@@ -22,6 +23,32 @@ inline __m256i packWordsToBytes(__m256i a, __m256i b) {
   return _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
 }
 
+// Means of unsigned bytes, rounded up and down.
+inline __m128i meanUp8(__m128i a, __m128i b) { return _mm_avg_epu8(a, b); }
+inline __m256i meanUp8(__m256i a, __m256i b) { return _mm256_avg_epu8(a, b); }
+inline __m128i meanDown8(__m128i a, __m128i b) {
+  return _mm_sub_epi8(_mm_avg_epu8(a, b), _mm_and_si128(_mm_xor_si128(a, b), _mm_set1_epi8(1)));
+}
+inline __m256i meanDown8(__m256i a, __m256i b) {
+  return _mm256_sub_epi8(_mm256_avg_epu8(a, b), _mm256_and_si256(_mm256_xor_si256(a, b), _mm256_set1_epi8(1)));
+}
+
+// a0 b0 a1 b1 ... : two vectors of bytes as one row of pairs.
+inline void storeBytePairs(void* p, __m128i a, __m128i b) {
+  store16(p, _mm_unpacklo_epi8(a, b));
+  store16(static_cast<char*>(p) + 16, _mm_unpackhi_epi8(a, b));
+}
+inline void storeBytePairs(void* p, __m256i a, __m256i b) {
+  const __m256i low = _mm256_unpacklo_epi8(a, b), high = _mm256_unpackhi_epi8(a, b);
+  store32(p, _mm256_permute2x128_si256(low, high, 0x20));
+  store32(static_cast<char*>(p) + 32, _mm256_permute2x128_si256(low, high, 0x31));
+}
+
+// 16-bit lanes to bytes, saturating, 128 bits wide.
+inline __m128i packWordsToBytes(__m256i words) {
+  return _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+}
+
 // Two independent streams, one in each half of a vector. Whatever shuffles inside the halves keeps them apart.
 inline __m256i load16x2(const void* low, const void* high) {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(low)), load16(high), 1);
@@ -29,6 +56,20 @@ inline __m256i load16x2(const void* low, const void* high) {
 inline void store16x2(void* low, void* high, __m256i v) {
   store16(low, _mm256_castsi256_si128(v));
   store16(high, _mm256_extracti128_si256(v, 1));
+}
+
+// The low halves of two vectors side by side, and the high ones.
+inline __m256i lowHalves(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x20); }
+inline __m256i highHalves(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x31); }
+
+// Transposes the 4x4 double words in each half of four vectors.
+inline void transposeHalves4x4(__m256i (&v)[4]) {
+  const __m256i low01 = _mm256_unpacklo_epi32(v[0], v[1]), high01 = _mm256_unpackhi_epi32(v[0], v[1]);
+  const __m256i low23 = _mm256_unpacklo_epi32(v[2], v[3]), high23 = _mm256_unpackhi_epi32(v[2], v[3]);
+  v[0] = _mm256_unpacklo_epi64(low01, low23);
+  v[1] = _mm256_unpackhi_epi64(low01, low23);
+  v[2] = _mm256_unpacklo_epi64(high01, high23);
+  v[3] = _mm256_unpackhi_epi64(high01, high23);
 }
 
 // The pattern of a byte shuffle, the same for both halves; an index of -1 gives a zero byte.
@@ -59,6 +100,32 @@ inline BytePairs deinterleave3(__m256i first16, __m256i last16) {
   static constexpr ShufflePattern kFirst = fourPixels(0), kLast = fourPixels(4);
   const __m256i low = shuffleBytes(first16, kFirst), high = shuffleBytes(last16, kLast);
   return {_mm256_unpacklo_epi64(low, high), _mm256_unpackhi_epi64(low, high)};
+}
+
+// Three channels as separate planes, from four vectors of four pixels a half, each as four bytes of x, four of y, four
+// of z and four that don't matter: sixteen pixels a half in order, or as pairs (pixel i, pixel i + 8).
+struct Planes3 {
+  __m256i x, y, z;
+};
+inline Planes3 gatherPlanes(const __m256i (&quads)[4]) {
+  const __m256i xy0 = _mm256_unpacklo_epi32(quads[0], quads[1]), xy1 = _mm256_unpacklo_epi32(quads[2], quads[3]);
+  const __m256i z0 = _mm256_unpackhi_epi32(quads[0], quads[1]), z1 = _mm256_unpackhi_epi32(quads[2], quads[3]);
+  return {_mm256_unpacklo_epi64(xy0, xy1), _mm256_unpackhi_epi64(xy0, xy1), _mm256_unpacklo_epi64(z0, z1)};
+}
+inline Planes3 gatherPlanePairs(const __m256i (&quads)[4]) {
+  const __m256i xy0 = _mm256_unpacklo_epi32(quads[0], quads[1]), xy1 = _mm256_unpacklo_epi32(quads[2], quads[3]);
+  const __m256i z0 = _mm256_unpackhi_epi32(quads[0], quads[1]), z1 = _mm256_unpackhi_epi32(quads[2], quads[3]);
+  return {_mm256_unpacklo_epi8(xy0, xy1), _mm256_unpackhi_epi8(xy0, xy1), _mm256_unpacklo_epi8(z0, z1)};
+}
+
+// The bytes of four pixels a half, kBytes each from byte kOffset on, by channels kX, kY, kZ, as gatherPlanes wants
+// them.
+template <int kBytes, int kOffset, int kX, int kY, int kZ>
+inline __m256i channelQuads(__m256i pixels) {
+  static constexpr ShufflePattern kQuads = makeShuffle([](int i) {
+    return i >= 12 ? -1 : kOffset + kBytes * (i % 4) + (i < 4 ? kX : i < 8 ? kY : kZ);
+  });
+  return shuffleBytes(pixels, kQuads);
 }
 
 // The way back, for eight pixels a half: xy holds eight x and eight y, z eight z in its lower eight bytes. Gives the
@@ -101,4 +168,28 @@ inline Interleaved16 interleave3x16(__m256i xyLow, __m256i xyHigh, __m256i z) {
   return {{_mm256_or_si256(shuffleBytes(xyLow, kLow0), shuffleBytes(z, kThird0)),
            _mm256_or_si256(middle, shuffleBytes(z, kThird16)),
            _mm256_or_si256(shuffleBytes(xyHigh, kHigh32), shuffleBytes(z, kThird32))}};
+}
+
+// A vector constant that is held in memory.
+template <typename T>
+struct alignas(32) LaneConstants {
+  T lane[32 / sizeof(T)];
+
+  operator __m256i() const { return load32(lane); }
+};
+template <typename T>
+constexpr LaneConstants<T> inAllLanes(T value) {
+  LaneConstants<T> c{};
+  for (T& lane : c.lane) lane = value;
+  return c;
+}
+inline __m256 asFloats(const LaneConstants<float>& c) { return _mm256_load_ps(c.lane); }
+
+// Constants that are to be loaded from memory, as operands where possible. Left to itself g++ builds vectors of equal
+// lanes from immediates, in three instructions that compete with the shuffles of a block kernel.
+template <typename T>
+inline const T& inMemory(const T& table) {
+  const T* address = &table;
+  __asm__("" : "+r"(address));
+  return *address;
 }

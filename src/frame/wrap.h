@@ -22,6 +22,18 @@ constexpr int16_t saturate16(int32_t v) {
 }
 constexpr uint8_t clamp8(int32_t v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
+// Elements at addresses of any alignment: no pointer of a caller needs one.
+template <typename T>
+inline T loadAny(const T* p) {
+  T v;
+  __builtin_memcpy(&v, p, sizeof(T));
+  return v;
+}
+template <typename T>
+inline void storeAny(T* p, T v) {
+  __builtin_memcpy(p, &v, sizeof(T));
+}
+
 // The element `bytes` bytes behind p.
 template <typename T>
 inline T* wrapAddress(T* p, ptrdiff_t bytes) {

@@ -16,8 +16,13 @@ namespace {
 
 // The exports that share their rows out over threads. No other ever asks for the number of threads.
 const std::set<std::string> kThreaded = {
-    "qlmiAdd128_JPEG_16s8u_C1R",
-    "qlmiSub128_JPEG_8u16s_C1R",
+    "qlmiAdd128_JPEG_16s8u_C1R",       "qlmiBGRToYCbCr_JPEG_8u_C3P3R",   "qlmiBGRToY_JPEG_8u_C3C1R",
+    "qlmiCMYKToYCCK_JPEG_8u_C4P4R",    "qlmiCMYKToYCCK_JPEG_8u_P4R",     "qlmiRGBToYCbCr_JPEG_8u_C3P3R",
+    "qlmiRGBToYCbCr_JPEG_8u_P3R",      "qlmiRGBToY_JPEG_8u_C3C1R",       "qlmiRGBToY_JPEG_8u_P3C1R",
+    "qlmiSampleDownH2V1_JPEG_8u_C1R",  "qlmiSampleDownH2V2_JPEG_8u_C1R", "qlmiSampleUpH2V2_JPEG_8u_C1R",
+    "qlmiSub128_JPEG_8u16s_C1R",       "qlmiYCCKToCMYK_JPEG_8u_P4C4R",   "qlmiYCCKToCMYK_JPEG_8u_P4R",
+    "qlmiYCbCr422ToRGB_JPEG_8u_C2C3R", "qlmiYCbCrToBGR_JPEG_8u_P3C3R",   "qlmiYCbCrToRGB_JPEG_8u_P3C3R",
+    "qlmiYCbCrToRGB_JPEG_8u_P3R",
 };
 
 }  // namespace

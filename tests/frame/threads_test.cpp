@@ -52,3 +52,20 @@ TEST(Threads, add128) {
     });
   }
 }
+
+// The threaded sampling forms, and the one that never forks beside them: the destination's size decides.
+TEST(Threads, planeSampling) {
+  using Sample = decltype(qlmiSampleDownH2V1_JPEG_8u_C1R)*;
+  for (const Sample sample : {qlmiSampleDownH2V1_JPEG_8u_C1R, qlmiSampleDownH2V2_JPEG_8u_C1R,
+                              qlmiSampleUpH2V1_JPEG_8u_C1R, qlmiSampleUpH2V2_JPEG_8u_C1R}) {
+    for (const QlmSize size : kSizes) {
+      // Large enough for halving both ways, with a frame for doubling.
+      const int32_t step = 2 * size.width + 2;
+      std::vector<uint8_t> src(static_cast<size_t>(step) * static_cast<size_t>(2 * size.height + 2));
+      test::Random(3).fill(std::span(src));
+      expectSameForAllThreadCounts(size, area(size), [&](uint8_t* dst, QlmSize s) {
+        return sample(src.data() + step + 1, step, {1, 1}, dst, s.width, s);
+      });
+    }
+  }
+}

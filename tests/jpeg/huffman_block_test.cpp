@@ -239,6 +239,22 @@ TEST(HuffmanEncode, extremes) {
   }
 }
 
+// Nothing is longer than 64 codes and 64 values of 16 bits each, which are 256 bytes before stuffing.
+TEST(HuffmanEncode, longestBlocks) {
+  HuffmanLists lists{{}, symbolsBelow(255)};
+  lists.counts[15] = 255;  // codes 0 to 254, all of 16 bits
+  const Tables tables(lists, lists);
+  Block lowest, highest;
+  lowest.fill(-32768);
+  highest.fill(32767);
+  EncoderPair pair(4096, tables);
+  for (int32_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(pair.encode(lowest), qlmOk);
+    EXPECT_EQ(pair.encode(highest), qlmOk);
+  }
+  EXPECT_EQ(pair.flush(), qlmOk);
+}
+
 // The lowest value has category 16, which is symbol 0 of the next run.
 TEST(HuffmanEncode, lowestCoefficientUsesTheNextRun) {
   for (const int32_t room : {20, 1000}) {
@@ -348,6 +364,32 @@ TEST(HuffmanDecode, damagedStreams) {
   }
 }
 
+// Long stretches without 0xFF, which a decoder may take at a stride, and what ends them at every place.
+TEST(HuffmanDecode, stretchesWithoutStuffing) {
+  Random random(212);
+  const std::vector<Tables> tables = manyTables(random);
+  for (const Tables& table : tables) {
+    TRACE_SEED(212);
+    Bytes clear(260);
+    for (uint8_t& byte : clear) byte = static_cast<uint8_t>(random.between(0, 254));
+    for (const Bytes& insertion : {Bytes{}, Bytes{0xFF, 0x00}, Bytes{0xFF, 0xD2}, Bytes{0xFF, 0x00, 0xFF, 0x00}}) {
+      for (size_t at = 0; at <= clear.size(); ++at) {
+        Bytes source = clear;
+        if (insertion.empty()) {
+          source.resize(at);
+        } else {
+          source.insert(source.begin() + static_cast<ptrdiff_t>(at), insertion.begin(), insertion.end());
+        }
+        DecoderPair pair(source, table.dcDecoder, table.acDecoder);
+        pair.setBits(static_cast<uint32_t>(random.bits()), static_cast<int32_t>(at % 33));
+        pair.setPosition(static_cast<int32_t>(std::min<size_t>(at % 71, source.size())));
+        decodeAll(pair, 60);
+        ASSERT_FALSE(HasFailure()) << at << ::testing::PrintToString(insertion);
+      }
+    }
+  }
+}
+
 // Tables that no encoder would make, over bytes of all kinds.
 TEST(HuffmanDecode, lenientTablesOverNoise) {
   Random random(208);
@@ -448,6 +490,20 @@ TEST(HuffmanDecode, loneTrailingFFFailsThoughBitsAreAtHand) {
   EXPECT_EQ(pair.decode(), qlmErrOutOfBuffer);
   EXPECT_EQ(pair.position(), 2);
   EXPECT_EQ(pair.block(), Block{});
+}
+
+// A refill that itself meets the marker is fine, though the code lacks a bit: one that is long gone stands in for it.
+// Of a category of 0 no bits are wanted, so the shortage shows only with the first AC symbol.
+TEST(HuffmanDecode, categoryZeroAfterAShortage) {
+  const HuffmanLists lists{{1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 0}};
+  const Decoder dc(lists);
+  DecoderPair pair({0xFF, 0xD9}, dc, luminance().acDecoder);
+  pair.setLastDC(7);
+  pair.setBits(0x1FF, 9);  // the first nine bits of 1111111110
+  EXPECT_EQ(pair.decode(), qlmErrDctRange);
+  EXPECT_EQ(pair.block(), withCoefficient(0, 7));
+  EXPECT_EQ(pair.state().codedPositions, 1);
+  EXPECT_EQ(pair.state().bitCount, -1);
 }
 
 TEST(HuffmanDecode, tableWithoutCodes) {

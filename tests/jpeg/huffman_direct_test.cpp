@@ -216,6 +216,16 @@ TEST(HuffmanDirectEncode, extremes) {
   }
 }
 
+TEST(HuffmanDirectEncode, longestBlocks) {
+  HuffmanLists lists{{}, symbolsBelow(255)};
+  lists.counts[15] = 255;
+  const Tables tables(lists, lists);
+  Block lowest, highest;
+  lowest.fill(-32768);
+  highest.fill(32767);
+  for (int32_t bit = 0; bit < 8; ++bit) compareEncoders({lowest, highest, lowest, highest}, tables, {0xFE}, bit);
+}
+
 TEST(HuffmanDirectEncode, checksLeaveEverythingAsItWas) {
   const Block block{};
   uint8_t bytes[32];

@@ -178,7 +178,7 @@ TEST(Model, qlmiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R) {
 }
 
 // The single coefficient and its quantiser, exhaustively over the coefficient.
-TEST(Transform, corner1x1TakesAllCoefficientsAndQuantisers) {
+TEST(DctInverse, SingleCoefficientOfAnyValue) {
   for (const int quantiser : {0, 1, 2, 3, 8, 99, 255, 4096, 32767, 32768, 65535}) {
     const Block<uint16_t> table = filled(static_cast<uint16_t>(quantiser));
     for (int dc = -32768; dc <= 32767; ++dc) {
@@ -247,6 +247,15 @@ TEST(DctInverse, ManyBlocks) {
     std::array<uint8_t, 16> four;
     ASSERT_EQ(qlmiDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(src.data(), four.data(), 4, table.data()), qlmOk);
     ASSERT_EQ(four, model::dctQuantInv8x8To4x4LS(src, table)) << "block " << n;
+  }
+}
+
+// The odd rows weigh least in 2x2 samples, which takes four times as many blocks.
+TEST(DctInverse, ManyBlocksToTwo) {
+  Random random(0x230B);
+  const Block<uint16_t> table = filled(1);
+  for (int n = 0; n < 4 * kManyBlocks; ++n) {
+    const Block<int16_t> src = test::anyBlock(random, kModerateKinds[n % 4]);
     std::array<uint8_t, 4> two;
     ASSERT_EQ(qlmiDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(src.data(), two.data(), 2, table.data()), qlmOk);
     ASSERT_EQ(two, model::dctQuantInv8x8To2x2LS(src, table)) << "block " << n;
@@ -339,6 +348,35 @@ TEST(DctForward, QuantiserZeroGivesAboutTwiceTheCoefficient) {
   EXPECT_EQ(cornerAfter(127, 65535), 2032);  // 1016 * 65535 / 32768 = 2031.97
   EXPECT_EQ(cornerAfter(-128, 65535), -2048);
   EXPECT_EQ(cornerAfter(10, 0), 0);
+}
+
+// All entries, on coefficients of all sizes: 32768 hands the coefficients through, and every other entry must give the
+// nearest integer to the product, halves to even.
+TEST(DctForward, AllTableEntries) {
+  Random random(0x2206);
+  constexpr int kBlocks = 12;
+  std::array<Block<int16_t>, kBlocks> samples, coefficients;
+  for (size_t n = 0; n < kBlocks; ++n) {
+    samples[n] = test::anyBlock(random, n % 2 == 0 ? 0 : 2);
+    const Block<uint16_t> ones = filled(32768);
+    ASSERT_EQ(qlmiDCTQuantFwd8x8_JPEG_16s_C1(samples[n].data(), coefficients[n].data(), ones.data()), qlmOk);
+  }
+  int halves = 0;
+  for (int entry = 0; entry < 65536; ++entry) {
+    const Block<uint16_t> table = filled(static_cast<uint16_t>(entry));
+    for (size_t n = 0; n < kBlocks; ++n) {
+      Block<int16_t> dst;
+      ASSERT_EQ(qlmiDCTQuantFwd8x8_JPEG_16s_C1(samples[n].data(), dst.data(), table.data()), qlmOk);
+      for (size_t i = 0; i < 64; ++i) {
+        const int twiceError = 2 * (dst[i] * 32768 - coefficients[n][i] * entry);
+        const bool half = std::abs(twiceError) == 32768;
+        halves += half;
+        ASSERT_TRUE(std::abs(twiceError) < 32768 || (half && dst[i] % 2 == 0))
+            << coefficients[n][i] << " times " << entry << " gives " << dst[i];
+      }
+    }
+  }
+  EXPECT_GT(halves, 1000);
 }
 
 TEST(DctForward, FloatFormOfSixteenBitSamples) {

@@ -363,7 +363,7 @@ QlmStatus decodeBlockCareful(const Input& in, const QlmDecodeHuffmanSpec& dc, co
   int32_t symbol = 0;
   QlmStatus status = getSymbol(in, dc, state, symbol);
   const int32_t dcSize = symbol & 15;
-  if (status == qlmOk && state.bitCount < dcSize) status = fill(in, dcSize, state);
+  if (status == qlmOk && dcSize > 0 && state.bitCount < dcSize) status = fill(in, dcSize, state);
   if (status != qlmOk) {
     state.codedPositions = 0;
     return status;

@@ -29,4 +29,20 @@ GuardedBytes::~GuardedBytes() {
   if (mapping_ != MAP_FAILED) munmap(mapping_, mappingBytes_);
 }
 
+GuardedRows::GuardedRows(size_t columns, size_t rows, Edge edge) {
+  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  const size_t inner = (columns + page - 1) / page * page;
+  step_ = inner + page;
+  mappingBytes_ = rows * step_ + page;
+  mapping_ = mmap(nullptr, mappingBytes_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (mapping_ == MAP_FAILED) throw std::system_error(errno, std::generic_category(), "guarded rows");
+  first_ = static_cast<uint8_t*>(mapping_) + page;
+  for (size_t y = 0; y < rows; ++y)
+    if (mprotect(row(y), inner, PROT_READ | PROT_WRITE) != 0)
+      throw std::system_error(errno, std::generic_category(), "guarded rows");
+  if (edge == Edge::Back) first_ += inner - columns;
+}
+
+GuardedRows::~GuardedRows() { munmap(mapping_, mappingBytes_); }
+
 }  // namespace test

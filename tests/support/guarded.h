@@ -82,4 +82,22 @@ class GuardedPlane {
   GuardedBytes bytes_;
 };
 
+// Rows of bytes, each between inaccessible pages of its own and flush with the one at `edge`, so that a read behind the
+// end of any row shows. The step is a multiple of the page; what lies between the rows cannot be read.
+class GuardedRows {
+ public:
+  GuardedRows(size_t columns, size_t rows, Edge edge);
+  ~GuardedRows();
+  GuardedRows(const GuardedRows&) = delete;
+  GuardedRows& operator=(const GuardedRows&) = delete;
+
+  uint8_t* row(size_t y) const { return first_ + y * step_; }
+  int32_t step() const { return static_cast<int32_t>(step_); }
+
+ private:
+  size_t step_, mappingBytes_;
+  void* mapping_;
+  uint8_t* first_;
+};
+
 }  // namespace test

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <functional>
 #include <initializer_list>
+#include <ostream>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -93,6 +94,8 @@ struct Row {
   }
 };
 
+inline void PrintTo(const Row& r, std::ostream* out) { *out << r.name << r.variant; }
+
 template <typename... A>
 Row row(std::string name, QlmStatus (*function)(A...), std::vector<Argument> arguments, std::vector<int> order) {
   auto call = [function](const Buffers& v) {
@@ -109,6 +112,7 @@ const std::vector<Row>& sweepTable();
 // The rows of one subsystem each.
 std::vector<Row> frameRows();
 std::vector<Row> jpegRows();
+std::vector<Row> tiffRows();
 
 // One call with the arguments of `row`, broken as `faults` says (argument, fault), in fresh buffers.
 struct Outcome {

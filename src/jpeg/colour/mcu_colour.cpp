@@ -2,19 +2,19 @@
 // chroma at full resolution (444), halved horizontally (422) or in both directions (411). Forward, chroma is the plain
 // sum of the pixels that it covers, put through the matrix once; inverse, it is replicated. Blocks of a plane are
 // contiguous, luma blocks in raster order.
+#include <type_traits>
+
 #include "frame/frame.h"
 #include "frame/rows.h"
 #include "frame/simd.h"
+#include "jpeg/colour/columns.h"
 #include "jpeg/colour/forward_sets.h"
+#include "jpeg/colour/inverse_sets.h"
+#include "jpeg/colour/pixels.h"
 
 namespace {
 
-using colour::Pixels;
-
-// Red, green and blue of sixteen pixels as words, eight pixels in each half.
-struct RgbWords {
-  __m256i r, g, b;
-};
+using namespace colour;
 
 // Inverse. The published matrix with 14 fractional bits; the offset holds the level shift of 128 and the rounding. Red
 // and blue use kHalf; green rounds halves up in set N (444 with bytes) and down in set M (everything else). M is stated
@@ -22,37 +22,14 @@ struct RgbWords {
 constexpr int kHalf = (128 << 14) + 8192;
 constexpr int kGreenN = kHalf, kGreenM = kHalf - 1;
 
-// Pixels of three bytes. Eight of them are exactly 24 bytes: loads and stores of 16 bytes overlap.
-template <bool kBlueFirst>
-struct Bytes3 {
-  using Element = uint8_t;
-  static constexpr int kElements = 3;
-  static constexpr int kGreen444 = kGreenN;
+// Green of the 444 forms, and whether there is a fourth plane: K, with as many blocks as luma.
+template <typename Layout>
+constexpr int kGreen444 = Layout::kBytes == 3 ? kGreenN : kGreenM;
+template <typename Layout>
+constexpr bool kHasBlack = std::is_same_v<Layout, Cmyk>;
 
-  static Pixels loadEight(const uint8_t* low, const uint8_t* high) {
-    const __m256i first16 = load16x2(low, high), last16 = load16x2(low + 8, high + 8);
-    const BytePairs p = kBlueFirst ? deinterleave3<2, 1, 0>(first16, last16) : deinterleave3<0, 1, 2>(first16, last16);
-    return {p.ab, p.cb};
-  }
-
-  static void storeEight(uint8_t* low, uint8_t* high, const RgbWords& p) {
-    const __m256i first = kBlueFirst ? p.b : p.r, third = kBlueFirst ? p.r : p.b;
-    const Interleaved8 bytes = interleave3x8(_mm256_packus_epi16(first, p.g), _mm256_packus_epi16(third, third));
-    store16x2(low, high, bytes.first16);
-    store16x2(low + 8, high + 8, bytes.last16);
-  }
-
-  static void storeSixteen(uint8_t* low, uint8_t* high, const RgbWords& left, const RgbWords& right) {
-    const auto first = [](const RgbWords& p) { return kBlueFirst ? p.b : p.r; };
-    const auto third = [](const RgbWords& p) { return kBlueFirst ? p.r : p.b; };
-    const Interleaved16 bytes =
-        interleave3x16(_mm256_packus_epi16(first(left), left.g), _mm256_packus_epi16(first(right), right.g),
-                       _mm256_packus_epi16(third(left), third(right)));
-    for (int i = 0; i < 3; ++i) store16x2(low + 16 * i, high + 16 * i, bytes.part[i]);
-  }
-};
-using Rgb24 = Bytes3<false>;
-using Bgr24 = Bytes3<true>;
+// Cr of CMYK at full resolution rounds by 8133 instead of 8192, and keeps doing so.
+constexpr Weights kCrCmyk444 = {8192, -6860, -1332, 8133, 7};
 
 // The words of sums over the pixels that will make a chroma row, before neighbours are added.
 RgbWords widen(const Pixels& p) {
@@ -60,13 +37,9 @@ RgbWords widen(const Pixels& p) {
   return {_mm256_and_si256(p.rg, lowBytes), _mm256_srli_epi16(p.rg, 8), _mm256_and_si256(p.bg, lowBytes)};
 }
 
-RgbWords add(const RgbWords& p, const RgbWords& q) {
-  return {_mm256_add_epi16(p.r, q.r), _mm256_add_epi16(p.g, q.g), _mm256_add_epi16(p.b, q.b)};
-}
-
 // Set A's chroma of sums: (r * R + g * G + b * B + half) >> kShift, R, G, B being the sums of two neighbouring words.
 // Gives eight 32-bit values.
-template <colour::Weights kW, int kShift>
+template <Weights kW, int kShift>
 __m256i weighNeighbours(const RgbWords& sums) {
   const __m256i r = _mm256_madd_epi16(sums.r, _mm256_set1_epi16(kW.r));
   const __m256i g = _mm256_madd_epi16(sums.g, _mm256_set1_epi16(kW.g));
@@ -78,49 +51,60 @@ __m256i weighNeighbours(const RgbWords& sums) {
 // One row of chroma, 8 elements of each block, of the sums over 16 columns.
 template <int kShift>
 void storeChromaRow(const RgbWords& sums, int16_t* cb, int16_t* cr) {
-  const __m256i both =
-      _mm256_packs_epi32(weighNeighbours<colour::kCbA, kShift>(sums), weighNeighbours<colour::kCrA, kShift>(sums));
+  const __m256i both = _mm256_packs_epi32(weighNeighbours<kCbA, kShift>(sums), weighNeighbours<kCrA, kShift>(sums));
   store16x2(cb, cr, _mm256_permute4x64_epi64(both, 0xD8));
 }
 
-__m256i shiftedLuma(const Pixels& p) {
-  return _mm256_sub_epi16(colour::weigh<colour::kLumaA>(p), _mm256_set1_epi16(128));
+__m256i levelShift(__m256i samples) { return _mm256_sub_epi16(samples, _mm256_set1_epi16(128)); }
+
+// The forward forms: the MCU is kH blocks wide and kV high in luma. Plane 3, where there is one, is K.
+template <typename Layout>
+void pixelsToBlocks444(const uint8_t* src, int32_t srcStep, int16_t* const* dst) {
+  for (int y = 0; y < 8; y += 2) {
+    const uint8_t *low = ownRow(src, srcStep, y), *high = ownRow(src, srcStep, y + 1);
+    const Pixels p = Layout::loadEight(low, high);
+    store32(dst[0] + 8 * y, levelShift(weigh<kLumaA>(p)));
+    store32(dst[1] + 8 * y, weigh<kCbA>(p));
+    store32(dst[2] + 8 * y, weigh < kHasBlack<Layout> ? kCrCmyk444 : kCrA > (p));
+    if constexpr (kHasBlack<Layout>) store32(dst[3] + 8 * y, levelShift(Layout::loadBlack(low, high)));
+  }
 }
 
-// The forward forms: the MCU is kH blocks wide and kV high in luma.
-template <typename Layout, int kH, int kV>
-QlmStatus pixelsToBlocks(const typename Layout::Element* src, int32_t srcStep, int16_t* const dst[3]) {
-  if (!src || !dst) return qlmErrNullPointer;
-  if (srcStep < 1) return qlmErrStep;
-  if (!dst[0] || !dst[1] || !dst[2]) return qlmErrNullPointer;
-
-  int16_t *luma = dst[0], *cb = dst[1], *cr = dst[2];
-  const auto row = [=](int y) { return ownRow(src, srcStep, y); };
-  if constexpr (kH == 1) {
-    for (int y = 0; y < 8; y += 2) {
-      const Pixels p = Layout::loadEight(row(y), row(y + 1));
-      store32(luma + 8 * y, shiftedLuma(p));
-      store32(cb + 8 * y, colour::weigh<colour::kCbA>(p));
-      store32(cr + 8 * y, colour::weigh<colour::kCrA>(p));
-    }
-  } else {
-    const auto lumaRow = [](const typename Layout::Element* pixels, int16_t* left) {
-      const Pixels p = Layout::loadEight(pixels, pixels + 8 * Layout::kElements);
-      store16x2(left, left + 64, shiftedLuma(p));
-      return widen(p);
-    };
-    for (int block = 0; block < kV; ++block, luma += 128) {
-      for (int y = 0; y < 64; y += 8 * kV, cb += 8, cr += 8) {
-        RgbWords sums = lumaRow(src, luma + y);
+template <typename Layout, int kV>
+void pixelsToBlocksReduced(const uint8_t* src, int32_t srcStep, int16_t* const* dst) {
+  const auto pixelRow = [=](const uint8_t* pixels, int at) {
+    const uint8_t* right = pixels + 8 * Layout::kBytes;
+    const Pixels p = Layout::loadEight(pixels, right);
+    store16x2(dst[0] + at, dst[0] + at + 64, levelShift(weigh<kLumaA>(p)));
+    if constexpr (kHasBlack<Layout>)
+      store16x2(dst[3] + at, dst[3] + at + 64, levelShift(Layout::loadBlack(pixels, right)));
+    return widen(p);
+  };
+  int16_t *cb = dst[1], *cr = dst[2];
+  for (int block = 0; block < 128 * kV; block += 128) {
+    for (int at = block; at < block + 64; at += 8 * kV, cb += 8, cr += 8) {
+      RgbWords sums = pixelRow(src, at);
+      src = ownRow(src, srcStep, 1);
+      if constexpr (kV == 2) {
+        sums = addWords(sums, pixelRow(src, at + 8));
         src = ownRow(src, srcStep, 1);
-        if constexpr (kV == 2) {
-          sums = add(sums, lumaRow(src, luma + y + 8));
-          src = ownRow(src, srcStep, 1);
-        }
-        storeChromaRow<14 + kV>(sums, cb, cr);
       }
+      storeChromaRow<14 + kV>(sums, cb, cr);
     }
   }
+}
+
+template <typename Layout, int kH, int kV>
+QlmStatus pixelsToBlocks(const void* src, int32_t srcStep, int16_t* const* dst) {
+  if (!src || !dst) return qlmErrNullPointer;
+  if (srcStep < 1) return qlmErrStep;
+  if (anyNull < kHasBlack<Layout> ? 4 : 3 > (dst)) return qlmErrNullPointer;
+
+  const auto* pixels = static_cast<const uint8_t*>(src);
+  if constexpr (kH == 1)
+    pixelsToBlocks444<Layout>(pixels, srcStep, dst);
+  else
+    pixelsToBlocksReduced<Layout, kV>(pixels, srcStep, dst);
   return qlmOk;
 }
 
@@ -162,14 +146,6 @@ RgbWords chromaTermsM(__m256i cb, __m256i cr) {
   return {one(cr, 22970), _mm256_packs_epi32(_mm256_srai_epi32(low, 14), _mm256_srai_epi32(high, 14)), one(cb, 29032)};
 }
 
-RgbWords addLuma(__m256i y, const RgbWords& terms) {
-  return {_mm256_adds_epi16(y, terms.r), _mm256_adds_epi16(y, terms.g), _mm256_adds_epi16(y, terms.b)};
-}
-
-// Every word twice, from the lower or the upper four words of each half.
-__m256i doubleLow(__m256i v) { return _mm256_unpacklo_epi16(v, v); }
-__m256i doubleHigh(__m256i v) { return _mm256_unpackhi_epi16(v, v); }
-
 // Whether a value is outside -16383 to 16383: no decoder gets there with samples of eight bits.
 bool isFarOut(const int16_t* cb, const int16_t* cr) {
   __m256i seen = _mm256_setzero_si256();
@@ -180,50 +156,71 @@ bool isFarOut(const int16_t* cb, const int16_t* cr) {
   return !_mm256_testz_si256(seen, _mm256_set1_epi16(INT16_MIN | 16384));
 }
 
+// K of an MCU as bytes: 128 more, clamped.
+__m256i blackBytes(__m256i left, __m256i right) {
+  const __m256i level = _mm256_set1_epi16(128);
+  return _mm256_packus_epi16(_mm256_adds_epi16(left, level), _mm256_adds_epi16(right, level));
+}
+
+template <typename Layout>
+void blocksToPixels444(const int16_t* const* src, uint8_t* dst, int32_t dstStep) {
+  for (int y = 0; y < 8; y += 2) {
+    uint8_t *low = ownRow(dst, dstStep, y), *high = ownRow(dst, dstStep, y + 1);
+    const RgbWords rgb =
+        exactRgb<kGreen444<Layout>>(load32(src[0] + 8 * y), load32(src[1] + 8 * y), load32(src[2] + 8 * y));
+    if constexpr (kHasBlack<Layout>) {
+      const __m256i black = load32(src[3] + 8 * y);
+      Layout::storeEight(low, high, rgb, blackBytes(black, black));
+    } else {
+      Layout::storeEight(low, high, rgb);
+    }
+  }
+}
+
 // An MCU of 16 columns, two rows of chroma and so two rows (422) or two pairs of rows (411) of pixels at a time.
 template <typename Layout, int kV, bool kFarOut>
-void blocksToPixels(const int16_t* luma, const int16_t* cb, const int16_t* cr, typename Layout::Element* dst,
-                    int32_t dstStep) {
+void blocksToPixelsReduced(const int16_t* const* src, uint8_t* dst, int32_t dstStep) {
   for (int y = 0; y < 8; y += 2) {
-    const __m256i cbRows = load32(cb + 8 * y), crRows = load32(cr + 8 * y);
+    const __m256i cb = load32(src[1] + 8 * y), cr = load32(src[2] + 8 * y);
     RgbWords left, right;
     if constexpr (!kFarOut) {
-      const RgbWords terms = chromaTermsM(cbRows, crRows);
-      left = {doubleLow(terms.r), doubleLow(terms.g), doubleLow(terms.b)};
-      right = {doubleHigh(terms.r), doubleHigh(terms.g), doubleHigh(terms.b)};
+      const RgbWords terms = chromaTermsM(cb, cr);
+      left = doubleLow(terms), right = doubleHigh(terms);
     }
     for (int i = 0; i < kV; ++i) {
-      const int low = y * kV + i, high = low + kV;  // the pixel rows of this turn
-      const int16_t* yLow = luma + 128 * (low / 8) + 8 * (low % 8);
-      const __m256i yLeft = load16x2(yLow, yLow + 8 * kV), yRight = load16x2(yLow + 64, yLow + 64 + 8 * kV);
-      if constexpr (kFarOut)
-        Layout::storeSixteen(ownRow(dst, dstStep, low), ownRow(dst, dstStep, high),
-                             exactRgb<kGreenM>(yLeft, doubleLow(cbRows), doubleLow(crRows)),
-                             exactRgb<kGreenM>(yRight, doubleHigh(cbRows), doubleHigh(crRows)));
+      // This turn's two pixel rows, kV apart, lie in one row of blocks.
+      const int row = y * kV + i, at = 128 * (row / 8) + 8 * (row % 8);
+      const auto load = [=](const int16_t* plane) { return load16x2(plane + at, plane + at + 8 * kV); };
+      const __m256i yLeft = load(src[0]), yRight = load(src[0] + 64);
+      if constexpr (kFarOut) {
+        left = exactRgb<kGreenM>(yLeft, _mm256_unpacklo_epi16(cb, cb), _mm256_unpacklo_epi16(cr, cr));
+        right = exactRgb<kGreenM>(yRight, _mm256_unpackhi_epi16(cb, cb), _mm256_unpackhi_epi16(cr, cr));
+      }
+      const RgbWords rgbLeft = kFarOut ? left : addLuma(yLeft, left);
+      const RgbWords rgbRight = kFarOut ? right : addLuma(yRight, right);
+      uint8_t *low = ownRow(dst, dstStep, row), *high = ownRow(dst, dstStep, row + kV);
+      if constexpr (kHasBlack<Layout>)
+        Layout::storeSixteen(low, high, rgbLeft, rgbRight, blackBytes(load(src[3]), load(src[3] + 64)));
       else
-        Layout::storeSixteen(ownRow(dst, dstStep, low), ownRow(dst, dstStep, high), addLuma(yLeft, left),
-                             addLuma(yRight, right));
+        Layout::storeSixteen(low, high, rgbLeft, rgbRight);
     }
   }
 }
 
 // The inverse forms.
 template <typename Layout, int kH, int kV>
-QlmStatus blocksToPixels(const int16_t* const src[3], typename Layout::Element* dst, int32_t dstStep) {
+QlmStatus blocksToPixels(const int16_t* const* src, void* dst, int32_t dstStep) {
   if (!src || !dst) return qlmErrNullPointer;
   if (dstStep < 1) return qlmErrStep;
-  if (!src[0] || !src[1] || !src[2]) return qlmErrNullPointer;
+  if (anyNull < kHasBlack<Layout> ? 4 : 3 > (src)) return qlmErrNullPointer;
 
-  if constexpr (kH == 1) {
-    for (int y = 0; y < 8; y += 2)
-      Layout::storeEight(
-          ownRow(dst, dstStep, y), ownRow(dst, dstStep, y + 1),
-          exactRgb<Layout::kGreen444>(load32(src[0] + 8 * y), load32(src[1] + 8 * y), load32(src[2] + 8 * y)));
-  } else if (isFarOut(src[1], src[2])) {
-    blocksToPixels<Layout, kV, true>(src[0], src[1], src[2], dst, dstStep);
-  } else {
-    blocksToPixels<Layout, kV, false>(src[0], src[1], src[2], dst, dstStep);
-  }
+  auto* pixels = static_cast<uint8_t*>(dst);
+  if constexpr (kH == 1)
+    blocksToPixels444<Layout>(src, pixels, dstStep);
+  else if (isFarOut(src[1], src[2]))
+    blocksToPixelsReduced<Layout, kV, true>(src, pixels, dstStep);
+  else
+    blocksToPixelsReduced<Layout, kV, false>(src, pixels, dstStep);
   return qlmOk;
 }
 
@@ -240,15 +237,6 @@ QLM_EXPORT(qlmiRGBToYCbCr422LS_MCU_8u16s_C3P3R)
 QLM_EXPORT(qlmiRGBToYCbCr411LS_MCU_8u16s_C3P3R)
 (const uint8_t* src, int32_t srcStep, int16_t* const dst[3]) { return pixelsToBlocks<Rgb24, 2, 2>(src, srcStep, dst); }
 
-QLM_EXPORT(qlmiBGRToYCbCr444LS_MCU_8u16s_C3P3R)
-(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]) { return pixelsToBlocks<Bgr24, 1, 1>(src, srcStep, dst); }
-
-QLM_EXPORT(qlmiBGRToYCbCr422LS_MCU_8u16s_C3P3R)
-(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]) { return pixelsToBlocks<Bgr24, 2, 1>(src, srcStep, dst); }
-
-QLM_EXPORT(qlmiBGRToYCbCr411LS_MCU_8u16s_C3P3R)
-(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]) { return pixelsToBlocks<Bgr24, 2, 2>(src, srcStep, dst); }
-
 QLM_EXPORT(qlmiYCbCr444ToRGBLS_MCU_16s8u_P3C3R)
 (const int16_t* const src[3], uint8_t* dst, int32_t dstStep) { return blocksToPixels<Rgb24, 1, 1>(src, dst, dstStep); }
 
@@ -258,6 +246,15 @@ QLM_EXPORT(qlmiYCbCr422ToRGBLS_MCU_16s8u_P3C3R)
 QLM_EXPORT(qlmiYCbCr411ToRGBLS_MCU_16s8u_P3C3R)
 (const int16_t* const src[3], uint8_t* dst, int32_t dstStep) { return blocksToPixels<Rgb24, 2, 2>(src, dst, dstStep); }
 
+QLM_EXPORT(qlmiBGRToYCbCr444LS_MCU_8u16s_C3P3R)
+(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]) { return pixelsToBlocks<Bgr24, 1, 1>(src, srcStep, dst); }
+
+QLM_EXPORT(qlmiBGRToYCbCr422LS_MCU_8u16s_C3P3R)
+(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]) { return pixelsToBlocks<Bgr24, 2, 1>(src, srcStep, dst); }
+
+QLM_EXPORT(qlmiBGRToYCbCr411LS_MCU_8u16s_C3P3R)
+(const uint8_t* src, int32_t srcStep, int16_t* const dst[3]) { return pixelsToBlocks<Bgr24, 2, 2>(src, srcStep, dst); }
+
 QLM_EXPORT(qlmiYCbCr444ToBGRLS_MCU_16s8u_P3C3R)
 (const int16_t* const src[3], uint8_t* dst, int32_t dstStep) { return blocksToPixels<Bgr24, 1, 1>(src, dst, dstStep); }
 
@@ -266,3 +263,81 @@ QLM_EXPORT(qlmiYCbCr422ToBGRLS_MCU_16s8u_P3C3R)
 
 QLM_EXPORT(qlmiYCbCr411ToBGRLS_MCU_16s8u_P3C3R)
 (const int16_t* const src[3], uint8_t* dst, int32_t dstStep) { return blocksToPixels<Bgr24, 2, 2>(src, dst, dstStep); }
+
+QLM_EXPORT(qlmiBGR555ToYCbCr444LS_MCU_16u16s_C3P3R)
+(const uint16_t* src, int32_t srcStep, int16_t* const dst[3]) {
+  return pixelsToBlocks<Bgr555, 1, 1>(src, srcStep, dst);
+}
+
+QLM_EXPORT(qlmiBGR555ToYCbCr422LS_MCU_16u16s_C3P3R)
+(const uint16_t* src, int32_t srcStep, int16_t* const dst[3]) {
+  return pixelsToBlocks<Bgr555, 2, 1>(src, srcStep, dst);
+}
+
+QLM_EXPORT(qlmiBGR555ToYCbCr411LS_MCU_16u16s_C3P3R)
+(const uint16_t* src, int32_t srcStep, int16_t* const dst[3]) {
+  return pixelsToBlocks<Bgr555, 2, 2>(src, srcStep, dst);
+}
+
+QLM_EXPORT(qlmiYCbCr444ToBGR555LS_MCU_16s16u_P3C3R)
+(const int16_t* const src[3], uint16_t* dst, int32_t dstStep) {
+  return blocksToPixels<Bgr555, 1, 1>(src, dst, dstStep);
+}
+
+QLM_EXPORT(qlmiYCbCr422ToBGR555LS_MCU_16s16u_P3C3R)
+(const int16_t* const src[3], uint16_t* dst, int32_t dstStep) {
+  return blocksToPixels<Bgr555, 2, 1>(src, dst, dstStep);
+}
+
+QLM_EXPORT(qlmiYCbCr411ToBGR555LS_MCU_16s16u_P3C3R)
+(const int16_t* const src[3], uint16_t* dst, int32_t dstStep) {
+  return blocksToPixels<Bgr555, 2, 2>(src, dst, dstStep);
+}
+
+QLM_EXPORT(qlmiBGR565ToYCbCr444LS_MCU_16u16s_C3P3R)
+(const uint16_t* src, int32_t srcStep, int16_t* const dst[3]) {
+  return pixelsToBlocks<Bgr565, 1, 1>(src, srcStep, dst);
+}
+
+QLM_EXPORT(qlmiBGR565ToYCbCr422LS_MCU_16u16s_C3P3R)
+(const uint16_t* src, int32_t srcStep, int16_t* const dst[3]) {
+  return pixelsToBlocks<Bgr565, 2, 1>(src, srcStep, dst);
+}
+
+QLM_EXPORT(qlmiBGR565ToYCbCr411LS_MCU_16u16s_C3P3R)
+(const uint16_t* src, int32_t srcStep, int16_t* const dst[3]) {
+  return pixelsToBlocks<Bgr565, 2, 2>(src, srcStep, dst);
+}
+
+QLM_EXPORT(qlmiYCbCr444ToBGR565LS_MCU_16s16u_P3C3R)
+(const int16_t* const src[3], uint16_t* dst, int32_t dstStep) {
+  return blocksToPixels<Bgr565, 1, 1>(src, dst, dstStep);
+}
+
+QLM_EXPORT(qlmiYCbCr422ToBGR565LS_MCU_16s16u_P3C3R)
+(const int16_t* const src[3], uint16_t* dst, int32_t dstStep) {
+  return blocksToPixels<Bgr565, 2, 1>(src, dst, dstStep);
+}
+
+QLM_EXPORT(qlmiYCbCr411ToBGR565LS_MCU_16s16u_P3C3R)
+(const int16_t* const src[3], uint16_t* dst, int32_t dstStep) {
+  return blocksToPixels<Bgr565, 2, 2>(src, dst, dstStep);
+}
+
+QLM_EXPORT(qlmiCMYKToYCCK444LS_MCU_8u16s_C4P4R)
+(const uint8_t* src, int32_t srcStep, int16_t* const dst[4]) { return pixelsToBlocks<Cmyk, 1, 1>(src, srcStep, dst); }
+
+QLM_EXPORT(qlmiCMYKToYCCK422LS_MCU_8u16s_C4P4R)
+(const uint8_t* src, int32_t srcStep, int16_t* const dst[4]) { return pixelsToBlocks<Cmyk, 2, 1>(src, srcStep, dst); }
+
+QLM_EXPORT(qlmiCMYKToYCCK411LS_MCU_8u16s_C4P4R)
+(const uint8_t* src, int32_t srcStep, int16_t* const dst[4]) { return pixelsToBlocks<Cmyk, 2, 2>(src, srcStep, dst); }
+
+QLM_EXPORT(qlmiYCCK444ToCMYKLS_MCU_16s8u_P4C4R)
+(const int16_t* const src[4], uint8_t* dst, int32_t dstStep) { return blocksToPixels<Cmyk, 1, 1>(src, dst, dstStep); }
+
+QLM_EXPORT(qlmiYCCK422ToCMYKLS_MCU_16s8u_P4C4R)
+(const int16_t* const src[4], uint8_t* dst, int32_t dstStep) { return blocksToPixels<Cmyk, 2, 1>(src, dst, dstStep); }
+
+QLM_EXPORT(qlmiYCCK411ToCMYKLS_MCU_16s8u_P4C4R)
+(const int16_t* const src[4], uint8_t* dst, int32_t dstStep) { return blocksToPixels<Cmyk, 2, 2>(src, dst, dstStep); }

@@ -133,13 +133,32 @@ QlmStatus decodeCarefully(const uint8_t* src, int32_t* bitPosition, int16_t* blo
       scan += 16;
       continue;
     }
-    const uint8_t natural = kScan.natural[scan + runOfZeroes];
-    scan += runOfZeroes + 1;
+    const int32_t position = scan + runOfZeroes;
+    scan = position + 1;
     if (!getValue(source, category, value)) return qlmErrOutOfBuffer;
-    if (natural == kOutsideBlock) return qlmErrDecodedPosition;
-    block[natural] = static_cast<int16_t>(value);
+    if (position > kLastOvershoot) return qlmErrDecodedPosition;
+    block[kHuffmanTables.natural[position]] = static_cast<int16_t>(value);
   }
   return end();
+}
+
+// Refills with the next 4 bytes, or near a 0xFF byte by byte, as also where those 4 bytes do not lie within one line of
+// 16: a load within a line touches no page that the source does not touch.
+struct QlmDirectReader {
+  QlmBitWindow window;
+};
+
+inline bool ownRefill(QlmDirectReader& reader) {
+  QlmBitWindow& window = reader.window;
+  if ((reinterpret_cast<uintptr_t>(window.next) & 15) > 12) return ownRefillBytes(window);
+  uint32_t word;
+  std::memcpy(&word, window.next, sizeof word);
+  const uint64_t bits = uint64_t{__builtin_bswap32(word)} << 32;
+  if (ownHasByteFF(bits)) return ownRefillBytes(window);
+  window.bits |= bits >> (window.count & 63);
+  window.next += 4;
+  window.count += 32;
+  return true;
 }
 
 bool decodeInRegisters(const uint8_t* src, int32_t* bitPosition, int16_t* block, int16_t* lastDC, const int32_t* marker,
@@ -148,26 +167,13 @@ bool decodeInRegisters(const uint8_t* src, int32_t* bitPosition, int16_t* block,
   const int32_t count = *prefetchedCount;
   if (*marker > 0 || count > 32) return false;
 
-  // A load that stays within a line of 16 bytes does not touch a page that the source does not touch.
-  const auto refill = [](QlmBitWindow& window) {
-    if ((reinterpret_cast<uintptr_t>(window.next) & 15) > 12) return ownRefillBytes(window);
-    uint32_t word;
-    std::memcpy(&word, window.next, sizeof word);
-    const uint64_t bits = uint64_t{__builtin_bswap32(word)} << 32;
-    if (ownHasByteFF(bits)) return ownRefillBytes(window);
-    window.bits |= bits >> window.count;
-    window.next += 4;
-    window.count += 32;
-    return true;
-  };
-
-  QlmBitWindow window{src + (*bitPosition >> 3), ownLeftJustified(*prefetchedBits, count), count};
-  int16_t dc = *lastDC;
-  int32_t positions;
+  QlmDirectReader reader{{src + (*bitPosition >> 3), ownLeftJustified(*prefetchedBits, count), count}};
+  QlmBitWindow& window = reader.window;
+  QlmBlockProgress progress{0, *lastDC};
   ownZeroBlock(block);
-  if (!ownDecodeBlock(window, block, dc, positions, dcTable, acTable, refill)) return false;
+  if (ownDecodeSymbols(reader, progress, block, dcTable, acTable) != QlmDecoded::kBlock) return false;
   ownHandBack(window);
-  *lastDC = dc;
+  *lastDC = progress.dc;
   *bitPosition = static_cast<int32_t>(8 * (window.next - src));
   *prefetchedBits = static_cast<uint32_t>(ownRightJustified(window));
   *prefetchedCount = window.count;

@@ -8,6 +8,13 @@
 
 namespace {
 
+// Entry of an AC symbol. A run of 15 before a coefficient of category 16 would name the entry behind the table: no
+// code.
+inline uint32_t acEntry(const QlmEncodeHuffmanSpec* acTable, uint32_t runOfZeroes, int32_t category) {
+  const uint32_t symbol = (runOfZeroes << 4) + static_cast<uint32_t>(category);
+  return symbol < 256 ? acTable->codes[symbol] : 0;
+}
+
 [[gnu::noinline]] QlmStatus encodeCarefully(const int16_t* block, uint8_t* dst, int32_t dstLength, int32_t* position,
                                             int32_t dcDifference, const QlmEncodeHuffmanSpec* dcTable,
                                             const QlmEncodeHuffmanSpec* acTable, QlmEncodeHuffmanState* state) {
@@ -23,7 +30,7 @@ namespace {
 
   uint32_t runOfZeroes = 0;
   for (int32_t scan = 1; scan < 64; ++scan) {
-    const int16_t coefficient = block[kScan.natural[scan]];
+    const int16_t coefficient = block[kHuffmanTables.natural[scan]];
     if (coefficient == 0) {
       ++runOfZeroes;
       continue;
@@ -32,7 +39,7 @@ namespace {
       if (const QlmStatus status = put(acTable->codes[0xF0], {0, 0})) return status;
     }
     const QlmCategorised value = ownCategorise(coefficient);
-    if (const QlmStatus status = put(ownAcEntry(acTable, runOfZeroes, value.category), value)) return status;
+    if (const QlmStatus status = put(acEntry(acTable, runOfZeroes, value.category), value)) return status;
     runOfZeroes = 0;
   }
   return runOfZeroes == 0 ? qlmOk : put(acTable->codes[0x00], {0, 0});

@@ -26,7 +26,8 @@ inline void ownStoreWholeBytes(QlmBitRun& run) {
   run.pending &= 7;
 }
 
-// An entry of an encoding table. Two loads of 16 bits are cheaper than one of 32 that is taken apart.
+// An entry of an encoding table; two loads of 16 bits are cheaper than one of 32 that is taken apart. Length 0 where
+// there is no code.
 struct QlmTableEntry {
   uint16_t code;
   uint16_t length;
@@ -65,28 +66,14 @@ inline constexpr QlmScanShuffle kScanShuffle = makeScanShuffle();
 
 // By zig-zag position: the magnitude category, and in a mask, bit k for position k, whether it is not zero.
 inline uint64_t ownCategoriesByScan(const __m256i (&magnitudes)[4], uint8_t* categories) {
-  const __m256i lowByte = _mm256_set1_epi16(0xFF);
-  const __m256i lowNibble = _mm256_set1_epi8(0xF);
-  // The category of a byte is that of its upper nibble plus 4, or where that is zero, of its lower nibble.
-  const auto lookUp = [&](__m256i bytes, int32_t base) {
-    const auto above = [base](int32_t category) { return static_cast<char>(base + category); };
-    const __m256i lower =
-        _mm256_setr_epi8(0, above(1), above(2), above(2), above(3), above(3), above(3), above(3),  //
-                         above(4), above(4), above(4), above(4), above(4), above(4), above(4), above(4), 0, above(1),
-                         above(2), above(2), above(3), above(3), above(3), above(3),  //
-                         above(4), above(4), above(4), above(4), above(4), above(4), above(4), above(4));
-    const __m256i upper =
-        _mm256_setr_epi8(0, above(5), above(6), above(6), above(7), above(7), above(7), above(7),  //
-                         above(8), above(8), above(8), above(8), above(8), above(8), above(8), above(8), 0, above(5),
-                         above(6), above(6), above(7), above(7), above(7), above(7),  //
-                         above(8), above(8), above(8), above(8), above(8), above(8), above(8), above(8));
-    return _mm256_max_epu8(_mm256_shuffle_epi8(lower, _mm256_and_si256(bytes, lowNibble)),
-                           _mm256_shuffle_epi8(upper, _mm256_and_si256(_mm256_srli_epi16(bytes, 4), lowNibble)));
+  // The exponent of a magnitude as a float, less what makes that of 1 a category of 1; of 0, by saturation, 0.
+  const __m256i zero = _mm256_setzero_si256();
+  const auto exponents = [](__m256i v) { return _mm256_srli_epi32(_mm256_castps_si256(_mm256_cvtepi32_ps(v)), 23); };
+  const auto exponentsOf16 = [&](__m256i v) {
+    return _mm256_packus_epi32(exponents(_mm256_unpacklo_epi16(v, zero)), exponents(_mm256_unpackhi_epi16(v, zero)));
   };
   const auto categoriesOf = [&](__m256i a, __m256i b) {
-    const __m256i low = _mm256_packus_epi16(_mm256_and_si256(a, lowByte), _mm256_and_si256(b, lowByte));
-    const __m256i high = _mm256_packus_epi16(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8));
-    return _mm256_max_epu8(lookUp(low, 0), lookUp(high, 8));
+    return _mm256_subs_epu8(_mm256_packus_epi16(exponentsOf16(a), exponentsOf16(b)), _mm256_set1_epi8(126));
   };
   const __m256i upper = categoriesOf(magnitudes[0], magnitudes[1]);
   const __m256i lower = categoriesOf(magnitudes[2], magnitudes[3]);
@@ -99,20 +86,13 @@ inline uint64_t ownCategoriesByScan(const __m256i (&magnitudes)[4], uint8_t* cat
     };
     const __m256i scan = _mm256_or_si256(_mm256_or_si256(from(0), from(1)), _mm256_or_si256(from(2), from(3)));
     store32(categories + 32 * half, scan);
-    zeroes[half] = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(scan, _mm256_setzero_si256())));
+    zeroes[half] = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(scan, zero)));
   }
   return ~(uint64_t{zeroes[1]} << 32 | zeroes[0]);
 }
 
-// Entry of an AC symbol. A run of 15 before a coefficient of category 16 would name the entry behind the table: no
-// code.
-inline uint32_t ownAcEntry(const QlmEncodeHuffmanSpec* acTable, uint32_t runOfZeroes, int32_t category) {
-  const uint32_t symbol = (runOfZeroes << 4) + static_cast<uint32_t>(category);
-  return symbol < 256 ? acTable->codes[symbol] : 0;
-}
-
 // Appends one block. With kNeedCodes a symbol without a code ends the work with false; otherwise such a symbol takes no
-// bits, though its value does. Whole bytes are stored after every second symbol.
+// bits, though its value does. Whole bytes are stored after every third symbol.
 template <bool kNeedCodes>
 inline __attribute__((always_inline)) bool ownAppendBlock(QlmBitRun& target, const int16_t* block, int32_t dcDifference,
                                                           const QlmEncodeHuffmanSpec* dcTable,
@@ -127,7 +107,7 @@ inline __attribute__((always_inline)) bool ownAppendBlock(QlmBitRun& target, con
     store32(valueBits + 16 * i, _mm256_add_epi16(rows, _mm256_srai_epi16(rows, 15)));
   }
   uint64_t nonzero = ownCategoriesByScan(magnitudes, categories) & ~uint64_t{1};
-  // 57 bits fit beside 7 pending ones; two symbols that are longer need coefficients of 12 bits and more.
+  // 57 bits fit beside 7 pending ones; three symbols seldom need more.
   const auto append = [&run](QlmTableEntry entry, uint64_t bits, uint32_t category) {
     if (kNeedCodes && entry.length == 0) return false;
     const uint64_t length = uint64_t{entry.length} + category;
@@ -151,13 +131,13 @@ inline __attribute__((always_inline)) bool ownAppendBlock(QlmBitRun& target, con
     uint32_t symbol = ((scan - last - 1) << 4) + category;
     uint64_t rest = nonzero & (nonzero - 1);
     if (symbol > 255) [[unlikely]] {
-      // A coefficient of category 16 behind 15 zeroes would name the entry behind the table.
-      if (symbol == 256 && category == 16) {
+      if (symbol == 256) {
+        // A coefficient of category 16 behind 15 zeroes would name the entry behind the table.
         nonzero = rest;
         last = scan;
-        return append({0, 0}, valueBits[kScan.natural[scan]], category);
+        return append({0, 0}, valueBits[kHuffmanTables.natural[scan]], category);
       }
-      // The last zero of a run of 16 is a coefficient of category 0, which makes the symbol 0xF0.
+      // The last of 16 zeroes is coded as a coefficient of category 0, which makes the symbol 0xF0.
       rest = nonzero;
       scan = last + 16;
       category = 0;
@@ -165,14 +145,16 @@ inline __attribute__((always_inline)) bool ownAppendBlock(QlmBitRun& target, con
     }
     nonzero = rest;
     last = scan;
-    return append(ownTableEntry(acTable, symbol), valueBits[kScan.natural[scan]], category);
+    return append(ownTableEntry(acTable, symbol), valueBits[kHuffmanTables.natural[scan]], category);
   };
 
   while (nonzero != 0) {
     if (!appendNext()) return false;
-    ownStoreWholeBytes(run);
     if (nonzero == 0) break;
     if (!appendNext()) return false;
+    if (nonzero == 0) break;
+    if (!appendNext()) return false;
+    ownStoreWholeBytes(run);
   }
   if (last < 63 && !append(ownTableEntry(acTable, 0x00), 0, 0)) return false;
   ownStoreWholeBytes(run);

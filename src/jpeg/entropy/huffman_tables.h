@@ -1,6 +1,5 @@
-// Small tables and number forms that all Huffman coders share: the magnitude category of T.81 tables F.1 and F.2, the
-// EXTEND procedure of T.81 F.2.2.1, and the zig-zag order with the positions behind its end that a damaged run can
-// name.
+// Small tables and number forms that all Huffman coders share: the magnitude categories of T.81 tables F.1 and F.2, the
+// EXTEND procedure of T.81 F.2.2.1, and the zig-zag order with the positions behind its end that a damaged run names.
 #pragma once
 
 #include <bit>
@@ -23,26 +22,35 @@ constexpr QlmCategorised ownCategorise(int32_t v) {
   return {category, static_cast<uint32_t>(v + sign) & ((1u << category) - 1)};
 }
 
-// EXTEND: `bits` of `category` bits, 0 to 15, as a signed value.
-constexpr int32_t ownExtend(uint32_t bits, int32_t category) {
-  const bool negative = bits < (1u << category) >> 1;
-  return static_cast<int32_t>(bits) + (negative ? 1 - (1 << category) : 0);
-}
-
 // `maxCode` of a length that has no codes. A real 16-bit code of all ones, which T.81 forbids, looks the same.
 inline constexpr uint16_t kNoCode = 0xFFFF;
 
-// Natural index by zig-zag index. A run that overshoots position 63 by up to eight lands on 63 again; beyond that the
-// entry is kOutsideBlock. The largest index that a symbol can name is 63 + 15.
-inline constexpr uint8_t kOutsideBlock = 0xFF;
-struct QlmScanTable {
+// What the coders look up, by zig-zag position, AC symbol or category. In one record, so that one address serves all.
+struct QlmHuffmanTables {
+  // Natural index by zig-zag index, up to the largest that a symbol can name, 63 + 15. What lies behind the block lands
+  // on position 63: a run that overshoots by up to eight is decoded so; what is beyond kLastOvershoot must not be
+  // stored.
   uint8_t natural[79];
+  // By how many positions a symbol moves on: the run of zeroes and the coefficient or, for a ZRL, the last zero.
+  uint8_t step[256];
+  // EXTEND (T.81 F.2.2.1): what is added to a value, by its category and its top bit. Looked up, since a condition on
+  // the sign would be a branch that no predictor learns.
+  int32_t extension[16][2];
 };
-constexpr QlmScanTable makeScanTable() {
-  QlmScanTable table{};
-  for (int scan = 0; scan < 79; ++scan) {
-    table.natural[scan] = scan < 64 ? kZigzag.naturalOfScan[scan] : scan < 72 ? uint8_t{63} : kOutsideBlock;
+inline constexpr int32_t kLastOvershoot = 71;
+
+constexpr QlmHuffmanTables makeHuffmanTables() {
+  QlmHuffmanTables tables{};
+  for (int scan = 0; scan < 79; ++scan) tables.natural[scan] = scan < 64 ? kZigzag.naturalOfScan[scan] : uint8_t{63};
+  for (int symbol = 0; symbol < 256; ++symbol) tables.step[symbol] = static_cast<uint8_t>((symbol >> 4) + 1);
+  for (int category = 0; category < 16; ++category) {
+    tables.extension[category][0] = 1 - (1 << category);
   }
-  return table;
+  return tables;
 }
-inline constexpr QlmScanTable kScan = makeScanTable();
+alignas(64) inline constexpr QlmHuffmanTables kHuffmanTables = makeHuffmanTables();
+
+// EXTEND of `bits` of `category` bits, 0 to 15.
+inline int32_t ownExtend(uint32_t bits, int32_t category) {
+  return static_cast<int32_t>(bits) + kHuffmanTables.extension[category][bits << 1 >> category & 1];
+}

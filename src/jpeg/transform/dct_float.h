@@ -24,22 +24,16 @@ constexpr QlmFloatScale ownFloatScale() {
   return scale;
 }
 inline constexpr QlmFloatScale kFloatScale = ownFloatScale();
+static_assert(kFloatScale.at[0][0] == 0.125f);
 
-// Rows to columns of an 8x8 block of floats, in place.
+// Rows to columns of an 8x8 block of floats, in place. Integer shuffles run on more ports than those of floats.
 inline void transpose8x8(__m256 (&r)[8]) {
-  __m256 pairs[8], quads[8];
-  for (int i = 0; i < 8; i += 2) {
-    pairs[i] = _mm256_unpacklo_ps(r[i], r[i + 1]);
-    pairs[i + 1] = _mm256_unpackhi_ps(r[i], r[i + 1]);
-  }
-  for (int i = 0; i < 8; i += 4) {
-    quads[i] = _mm256_shuffle_ps(pairs[i], pairs[i + 2], 0x44);
-    quads[i + 1] = _mm256_shuffle_ps(pairs[i], pairs[i + 2], 0xEE);
-    quads[i + 2] = _mm256_shuffle_ps(pairs[i + 1], pairs[i + 3], 0x44);
-    quads[i + 3] = _mm256_shuffle_ps(pairs[i + 1], pairs[i + 3], 0xEE);
-  }
+  __m256i left[4], right[4];
+  for (int i = 0; i < 4; ++i) left[i] = _mm256_castps_si256(r[i]), right[i] = _mm256_castps_si256(r[i + 4]);
+  transposeHalves4x4(left);
+  transposeHalves4x4(right);
   for (int i = 0; i < 4; ++i) {
-    r[i] = _mm256_permute2f128_ps(quads[i], quads[i + 4], 0x20);
-    r[i + 4] = _mm256_permute2f128_ps(quads[i], quads[i + 4], 0x31);
+    r[i] = _mm256_castsi256_ps(lowHalves(left[i], right[i]));
+    r[i + 4] = _mm256_castsi256_ps(highHalves(left[i], right[i]));
   }
 }

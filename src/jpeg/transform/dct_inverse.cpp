@@ -53,7 +53,7 @@ inline QlmInverseRows columns(__m256i y01, __m256i y23, __m256i y45, __m256i y67
   const __m256i pu = _mm256_adds_epi16(y12, _mm256_mulhi_epi16(y76, tan12));
   const __m256i qv = _mm256_subs_epi16(_mm256_mulhi_epi16(y12, tan12), y76);
 
-  const __m128i y3 = ownUpper(y23), y5 = ownUpper(y45), tan3 = _mm_set1_epi32(kColumnFactors.tan3Less1);
+  const __m128i y3 = ownUpper(y23), y5 = ownUpper(y45), tan3 = ownLower(ownFactor(kColumnFactors.tan3Less1));
   const __m128i r1 = _mm_adds_epi16(_mm_adds_epi16(_mm_mulhi_epi16(y5, tan3), y5), y3);
   const __m128i s = _mm_subs_epi16(y5, _mm_adds_epi16(_mm_mulhi_epi16(y3, tan3), y3));
 

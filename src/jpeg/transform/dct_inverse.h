@@ -55,6 +55,15 @@ constexpr QlmWords ownRepeatPair(int a, int b) {
   return mask;
 }
 
+// The factors of the column stage as pairs of equal words, to be broadcast from memory.
+struct QlmColumnFactors {
+  int32_t tan1, tan2, tan3Less1, sqrtHalfLess1;
+};
+constexpr int32_t ownTwice(int16_t factor) { return static_cast<int32_t>(static_cast<uint16_t>(factor) * 0x00010001u); }
+inline constexpr QlmColumnFactors kColumnFactors = {ownTwice(kTan1), ownTwice(kTan2), ownTwice(kTan3Less1),
+                                                    ownTwice(kSqrtHalfLess1)};
+inline __m256i ownFactor(const int32_t& factor) { return _mm256_set1_epi32(inMemory(factor)); }
+
 // Dequantisation keeps the low 16 bits: it wraps and does not saturate.
 inline __m256i ownDequantise(__m256i coefficients, __m256i table) { return _mm256_mullo_epi16(coefficients, table); }
 
@@ -73,7 +82,7 @@ inline __m128i ownUpper(__m256i v) { return _mm256_extracti128_si256(v, 1); }
 inline QlmInverseRows ownInverseColumnEnd(__m256i bc, __m256i ad, __m256i gh, __m256i uv) {
   const __m128i a = ownLower(ad), d = ownUpper(ad);
   const __m256i xw = ownJoin(_mm_adds_epi16(a, d), _mm_subs_epi16(a, d));
-  const __m256i x2w2 = _mm256_adds_epi16(_mm256_mulhi_epi16(xw, _mm256_set1_epi32(kColumnFactors.sqrtHalfLess1)), xw);
+  const __m256i x2w2 = _mm256_adds_epi16(_mm256_mulhi_epi16(xw, ownFactor(kColumnFactors.sqrtHalfLess1)), xw);
   const __m256i i01 = _mm256_adds_epi16(gh, uv), i32 = _mm256_subs_epi16(gh, uv);
   const __m256i bx = _mm256_permute2x128_si256(bc, x2w2, 0x20), cw = _mm256_permute2x128_si256(bc, x2w2, 0x31);
   return {_mm256_srai_epi16(_mm256_adds_epi16(i01, bx), 6), _mm256_srai_epi16(_mm256_subs_epi16(i01, bx), 6),
@@ -90,14 +99,16 @@ inline void ownStoreSamples(const QlmInverseRows& rows, uint8_t* dst, int32_t st
   const auto bytes = [&](__m256i p, __m256i q) {
     return _mm256_xor_si256(_mm256_shuffle_epi8(_mm256_packs_epi16(p, q), order), turn);
   };
-  const auto storePair = [&](__m128i v, int32_t low, int32_t high) {
-    const ptrdiff_t distance = step;
-    store8(dst + distance * low, v);
-    _mm_storeh_pd(reinterpret_cast<double*>(dst + distance * high), _mm_castsi128_pd(v));
-  };
+  // In ascending order: with a step below 8, which is not refused, each row lands on the one before it.
   const __m256i upper = bytes(rows.r01, rows.r32), lower = bytes(rows.r76, rows.r45);
-  storePair(ownLower(upper), 0, 3);
-  storePair(ownUpper(upper), 1, 2);
-  storePair(ownLower(lower), 7, 4);
-  storePair(ownUpper(lower), 6, 5);
+  const __m128i r03 = ownLower(upper), r12 = ownUpper(upper), r74 = ownLower(lower), r65 = ownUpper(lower);
+  const ptrdiff_t distance = step;
+  store8(dst, r03);
+  store8(dst + distance, r12);
+  storeUpper8(dst + 2 * distance, r12);
+  storeUpper8(dst + 3 * distance, r03);
+  storeUpper8(dst + 4 * distance, r74);
+  storeUpper8(dst + 5 * distance, r65);
+  store8(dst + 6 * distance, r65);
+  store8(dst + 7 * distance, r74);
 }

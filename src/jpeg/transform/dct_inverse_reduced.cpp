@@ -17,7 +17,7 @@ inline __m128i load4(const void* p) {
 }
 
 // v times a factor of the column stage.
-inline __m128i scaled(__m128i v, const int32_t& factor) { return _mm_mulhi_epi16(v, _mm_set1_epi32(factor)); }
+inline __m128i scaled(__m128i v, const int32_t& factor) { return _mm_mulhi_epi16(v, ownLower(ownFactor(factor))); }
 
 // ---- 8x8 samples from a corner. Exactly the full member on a block whose other coefficients are zero.
 
@@ -95,10 +95,9 @@ inline QlmInverseRows corner2(const int16_t* src, const uint16_t* table) {
 
 // ---- Fewer samples. All rows go through in natural pairs, those that are not used (4, and 2 and 6) with factors of 0.
 
-// Rows r and r + 1: factors at the word pairs that two shuffles pick for each 32-bit lane, and the rounding.
+// Rows r and r + 1: factors at the word pairs that two shuffles pick for each 32-bit lane.
 struct RowFactors {
   QlmWords first, second;
-  QlmDwords rounding;
 };
 
 // Four sums for each of the two rows.
@@ -107,7 +106,7 @@ inline __m256i rowSums(const int16_t* src, const uint16_t* table, int r, const Q
   const __m256i x = ownDequantise(load32(src + 8 * r), load32(table + 8 * r));
   const __m256i first = _mm256_madd_epi16(_mm256_shuffle_epi8(x, pickFirst.load()), k.first.load());
   const __m256i second = _mm256_madd_epi16(_mm256_shuffle_epi8(x, pickSecond.load()), k.second.load());
-  return _mm256_add_epi32(_mm256_add_epi32(first, k.rounding.load()), second);
+  return _mm256_add_epi32(first, second);
 }
 
 // A byte shuffle that picks two words of a row for each of four 32-bit lanes.
@@ -140,25 +139,30 @@ constexpr To4Row kTo4Row35 = {19266, 17799, 7373, 24688, 8669, -5793, -4911, 102
 constexpr To4Row kTo4Rows[8] = {kTo4Row0, kTo4Row17, kTo4Row26, kTo4Row35, {}, kTo4Row35, kTo4Row26, kTo4Row17};
 constexpr int32_t kTo4Rounding[8] = {66560, 5802, 4520, 3408, 0, 910, 1024, 746};
 
-// The lanes of a row are e0 + R, e1 + R, o0 and o1.
+// The lanes of a row are e0, e1, o0 and o1.
 constexpr QlmWords kTo4First = pickWords({0, 2, 0, 2, 1, 3, 1, 3}), kTo4Second = pickWords({6, 6, 6, 6, 5, 7, 5, 7});
 constexpr RowFactors to4Rows(int r) {
   const auto pair = [r](auto perRow) {
     return ownRowPair(r, r + 1, [perRow](int row) { return perRow(kTo4Rows[row]); });
   };
-  RowFactors k{pair([](To4Row f) { return Eight{f.a, f.b, f.a, negative(f.b), f.p1, f.p3, f.q1, f.q3}; }),
-               pair([](To4Row f) { return Eight{negative(f.c), 0, f.c, 0, f.p5, f.p7, f.q5, f.q7}; }),
-               ownRoundingPair(kTo4Rounding, r, r + 1)};
-  for (int i : {2, 3, 6, 7}) k.rounding.v[i] = 0;
+  return {pair([](To4Row f) { return Eight{f.a, f.b, f.a, negative(f.b), f.p1, f.p3, f.q1, f.q3}; }),
+          pair([](To4Row f) { return Eight{negative(f.c), 0, f.c, 0, f.p5, f.p7, f.q5, f.q7}; })};
+}
+// The rounding of rows r and r + 2 in the lower half, r + 1 and r + 3 in the upper.
+constexpr QlmDwords to4Rounding(int r) {
+  QlmDwords k{};
+  for (int i = 0; i < 8; ++i) k.v[i] = kTo4Rounding[r + i / 4 + (i % 4 < 2 ? 0 : 2)];
   return k;
 }
+constexpr QlmDwords kTo4RoundingByRow[2] = {to4Rounding(0), to4Rounding(4)};
 constexpr RowFactors kTo4Factors[4] = {to4Rows(0), to4Rows(2), to4Rows(4), to4Rows(6)};
 
 // Rows r to r + 3, columns in the order 0 1 3 2: rows r and r + 2 in the lower half, r + 1 and r + 3 in the upper.
 inline __m256i to4FourRows(const int16_t* src, const uint16_t* table, int r) {
   const __m256i a = rowSums(src, table, r, kTo4First, kTo4Second, kTo4Factors[r / 2]);
   const __m256i b = rowSums(src, table, r + 2, kTo4First, kTo4Second, kTo4Factors[r / 2 + 1]);
-  const __m256i e = _mm256_unpacklo_epi64(a, b), o = _mm256_unpackhi_epi64(a, b);
+  const __m256i e = _mm256_add_epi32(_mm256_unpacklo_epi64(a, b), kTo4RoundingByRow[r / 4].load());
+  const __m256i o = _mm256_unpackhi_epi64(a, b);
   const __m256i words =
       _mm256_packs_epi32(_mm256_srai_epi32(_mm256_add_epi32(e, o), 12), _mm256_srai_epi32(_mm256_sub_epi32(e, o), 12));
   return _mm256_shuffle_epi32(words, 0xD8);
@@ -199,39 +203,50 @@ constexpr To2Row kTo2Rows[8] = {
     {16384, 14846, -5213, 3483, -2953}, kTo2Row17, {}, kTo2Row35, {}, kTo2Row35, {}, kTo2Row17};
 constexpr int32_t kTo2Rounding[8] = {67072, 5802, 0, 3408, 0, 910, 0, 746};
 
-// The lanes of a row are parts of its left and right result, and the rest of the two.
-constexpr QlmWords kTo2First = pickWords({0, 1, 0, 1, 3, 5, 3, 5}), kTo2Second = pickWords({7, 7, 7, 7, 7, 7, 7, 7});
-constexpr RowFactors to2Rows(int r) {
-  const auto pair = [r](auto perRow) {
-    return ownRowPair(r, r + 1, [perRow](int row) { return perRow(kTo2Rows[row]); });
-  };
-  RowFactors k{
-      pair([](To2Row f) { return Eight{f.a, f.p1, f.a, negative(f.p1), f.p3, f.p5, negative(f.p3), negative(f.p5)}; }),
-      pair([](To2Row f) { return Eight{f.p7, 0, negative(f.p7), 0, 0, 0, 0, 0}; }),
-      ownRoundingPair(kTo2Rounding, r, r + 1)};
-  for (int i : {2, 3, 6, 7}) k.rounding.v[i] = 0;
-  return k;
+// The lanes of a row are a x0, p1 x1 + p3 x3, p5 x5 + p7 x7, and nothing.
+constexpr QlmWords kTo2Pick = pickWords({0, 0, 1, 3, 5, 7, 0, 0});
+constexpr QlmWords to2Rows(int r) {
+  return ownRowPair(r, r + 1, [](int row) {
+    const To2Row f = kTo2Rows[row];
+    return Eight{f.a, 0, f.p1, f.p3, f.p5, f.p7, 0, 0};
+  });
 }
-constexpr RowFactors kTo2Factors[4] = {to2Rows(0), to2Rows(2), to2Rows(4), to2Rows(6)};
-
-// Rows r to r + 3 likewise, two 32-bit results each.
-inline __m256i to2FourRows(const int16_t* src, const uint16_t* table, int r) {
-  const __m256i a = rowSums(src, table, r, kTo2First, kTo2Second, kTo2Factors[r / 2]);
-  const __m256i b = rowSums(src, table, r + 2, kTo2First, kTo2Second, kTo2Factors[r / 2 + 1]);
-  return _mm256_srai_epi32(_mm256_add_epi32(_mm256_unpacklo_epi64(a, b), _mm256_unpackhi_epi64(a, b)), 12);
-}
+constexpr QlmWords kTo2Factors[4] = {to2Rows(0), to2Rows(2), to2Rows(4), to2Rows(6)};
+constexpr QlmDwords kTo2RoundingByRow = {{kTo2Rounding[0], kTo2Rounding[2], kTo2Rounding[4], kTo2Rounding[6],
+                                          kTo2Rounding[1], kTo2Rounding[3], kTo2Rounding[5], kTo2Rounding[7]}};
+constexpr QlmWords kTo2Tangents = {{kTan1, kTan3Less1, kTan3Less1, kTan1, kTan1, kTan3Less1, kTan3Less1, kTan1,  //
+                                    0, 0, 0, 0, 0, 0, 0, 0}};
 
 inline void to2x2(const int16_t* src, const uint16_t* table, uint8_t* dst, ptrdiff_t step) {
-  // Pairs of words: y0, y2, y4, y6 in the lower half, y1, y3, y5, y7 in the upper.
-  const __m256i y = _mm256_packs_epi32(to2FourRows(src, table, 0), to2FourRows(src, table, 4));
+  const auto rowPair = [&](int r) {
+    const __m256i x = ownDequantise(load32(src + 8 * r), load32(table + 8 * r));
+    return _mm256_madd_epi16(_mm256_shuffle_epi8(x, kTo2Pick.load()), kTo2Factors[r / 2].load());
+  };
+  // From one row a lane group to one term a vector: rows 0, 2, 4, 6 in the lower half, 1, 3, 5, 7 in the upper.
+  const __m256i r01 = rowPair(0), r23 = rowPair(2), r45 = rowPair(4), r67 = rowPair(6);
+  const __m256i low0 = _mm256_unpacklo_epi32(r01, r23), low4 = _mm256_unpacklo_epi32(r45, r67);
+  const __m256i high0 = _mm256_unpackhi_epi32(r01, r23), high4 = _mm256_unpackhi_epi32(r45, r67);
+  const __m256i even = _mm256_add_epi32(_mm256_unpacklo_epi64(low0, low4), kTo2RoundingByRow.load());
+  const __m256i odd = _mm256_add_epi32(_mm256_unpackhi_epi64(low0, low4), _mm256_unpacklo_epi64(high0, high4));
+  const __m256i y = _mm256_packs_epi32(_mm256_srai_epi32(_mm256_add_epi32(even, odd), 12),
+                                       _mm256_srai_epi32(_mm256_sub_epi32(even, odd), 12));
+
+  // The left column is in the lower, the right one in the upper four words: y0 and y1 to y7 (odd) at their head, the
+  // others behind them. What stands behind a head is of no account.
   const __m128i y0 = ownLower(y), y1 = ownUpper(y);
-  const OddPart odd = oddPart(y1, _mm_shuffle_epi32(y1, 1), _mm_shuffle_epi32(y1, 2), _mm_shuffle_epi32(y1, 3));
-  const __m128i a2 = timesSqrtHalf(odd.a);
-  const __m128i w = _mm_adds_epi16(_mm_adds_epi16(odd.c, odd.b), _mm_adds_epi16(a2, a2));
+  const __m128i product = _mm_mulhi_epi16(y1, kTo2Tangents.lower()), whole = _mm_adds_epi16(product, y1);
+  const auto head = [](__m128i v, int row) { return _mm_srli_epi64(v, 16 * (row / 2)); };
+  const __m128i p = _mm_adds_epi16(y1, head(product, 7)), q = _mm_subs_epi16(product, head(y1, 7));
+  const __m128i r1 = _mm_adds_epi16(head(whole, 5), head(y1, 3)), s = _mm_subs_epi16(head(y1, 5), head(whole, 3));
+  const __m128i a = _mm_subs_epi16(p, r1), b = _mm_adds_epi16(p, r1), c = _mm_adds_epi16(q, s);
+  const __m128i a2 = timesSqrtHalf(a);
+  const __m128i w = _mm_adds_epi16(_mm_adds_epi16(c, b), _mm_adds_epi16(a2, a2));
   const __m128i y02 = _mm_adds_epi16(y0, y0), z = _mm_adds_epi16(y02, y02);
-  const __m128i rows = _mm_srai_epi16(_mm_unpacklo_epi32(_mm_adds_epi16(z, w), _mm_subs_epi16(z, w)), 7);
-  const __m128i samples = _mm_xor_si128(_mm_packs_epi16(rows, rows), _mm_set1_epi8(-128));
-  const int bits = _mm_cvtsi128_si32(samples), lower = bits >> 16;
+  const __m128i bytes =
+      _mm_packs_epi16(_mm_srai_epi16(_mm_adds_epi16(z, w), 7), _mm_srai_epi16(_mm_subs_epi16(z, w), 7));
+  const __m128i heads = _mm_setr_epi8(0, 4, 8, 12, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+  const int bits = _mm_cvtsi128_si32(_mm_shuffle_epi8(bytes, heads)) ^ static_cast<int>(0x80808080u);
+  const int lower = bits >> 16;
   std::memcpy(dst, &bits, 2);
   std::memcpy(dst + step, &lower, 2);
 }
@@ -249,7 +264,7 @@ inline void fillFromDc(int16_t dc, uint16_t quantiser, uint8_t* dst, ptrdiff_t s
 QLM_EXPORT(qlmiDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R)
 (const int16_t* src, uint8_t* dst, int32_t dstStep, const uint16_t* invTable) {
   if (const QlmStatus status = ownCheckBlockToPlane(src, dst, dstStep, invTable)) return status;
-  fillFromDc(src[0], invTable[0], dst, dstStep);
+  fillFromDc(loadAny(src), loadAny(invTable), dst, dstStep);
   return qlmOk;
 }
 

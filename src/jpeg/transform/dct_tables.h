@@ -26,10 +26,4 @@ inline constexpr int16_t kTan1 = 13036;            // tan(pi / 16)
 inline constexpr int16_t kTan2 = 27146;            // tan(2 pi / 16)
 inline constexpr int16_t kTan3Less1 = -21746;      // tan(3 pi / 16) - 1
 inline constexpr int16_t kSqrtHalfLess1 = -19195;  // cos(4 pi / 16) - 1
-
-// The same as pairs of words, for a broadcast from memory. They are defined out of the compiler's sight: it would
-// rather build a vector of equal words in general registers, which takes three instructions a factor and block.
-struct QlmColumnFactors {
-  int32_t tan1, tan2, tan3Less1, sqrtHalfLess1;
-};
-extern const QlmColumnFactors kColumnFactors;
+inline constexpr int16_t kHalfSqrtHalf = 23170;    // cos(4 pi / 16) / 2

@@ -6,17 +6,42 @@
 #include <bit>
 
 #include "frame/rows.h"
+#include "frame/simd.h"
+#include "frame/wrap.h"
 #include "jpeg/zigzag.h"
 
 namespace {
 
 constexpr uint16_t kReciprocalOne = 32768;
 
+// Byte shuffles from zig-zag to natural order: [i][j] takes what part j of 16 raw entries has for the natural entries
+// 32 i to 32 i + 31, and zeros for the rest.
+struct NaturalOrder {
+  LaneConstants<int8_t> from[2][4];
+};
+constexpr NaturalOrder makeNaturalOrder() {
+  NaturalOrder order{};
+  for (int natural = 0; natural < 64; ++natural)
+    for (int part = 0; part < 4; ++part) {
+      const int scan = kZigzag.scanOfNatural[natural];
+      order.from[natural / 32][part].lane[natural % 32] = static_cast<int8_t>(scan / 16 == part ? scan % 16 : -1);
+    }
+  return order;
+}
+constexpr NaturalOrder kNaturalOrder = makeNaturalOrder();
+
 // The raw table as words in natural order.
 void loadNatural(const uint8_t* rawTable, uint16_t* table) {
-  uint16_t scan[64];
-  ownConvert8u16uPlane(rawTable, 8, scan, 16, {8, 8});
-  for (int i = 0; i < 64; ++i) table[i] = scan[kZigzag.scanOfNatural[i]];
+  uint8_t natural[64];
+  for (int i = 0; i < 2; ++i) {
+    __m256i entries = _mm256_setzero_si256();
+    for (int part = 0; part < 4; ++part) {
+      const __m256i raw = _mm256_broadcastsi128_si256(load16(rawTable + 16 * part));
+      entries = _mm256_or_si256(entries, _mm256_shuffle_epi8(raw, kNaturalOrder.from[i][part]));
+    }
+    store32(natural + 32 * i, entries);
+  }
+  ownConvert8u16uPlane(natural, 8, table, 16, {8, 8});
 }
 
 }  // namespace
@@ -25,7 +50,7 @@ void ownConvert8u16uPlane(const uint8_t* src, int32_t srcStep, uint16_t* dst, in
   for (int32_t y = 0; y < size.height; ++y) {
     const uint8_t* from = ownRow(src, srcStep, y);
     uint16_t* to = ownRow(dst, dstStep, y);
-    for (int32_t x = 0; x < size.width; ++x) to[x] = from[x];
+    for (int32_t x = 0; x < size.width; ++x) storeAny<uint16_t>(to + x, from[x]);
   }
 }
 
@@ -35,11 +60,12 @@ void ownConvert8u16uPlane(const uint8_t* src, int32_t srcStep, uint16_t* dst, in
 QlmStatus ownDivCRev16u(uint16_t value, const uint16_t* src, uint16_t* dst, int32_t count) {
   uint32_t zeros = 0;
   for (int32_t i = 0; i < count; ++i) {
-    const bool isZero = src[i] == 0;
-    const float quotient = static_cast<float>(value) / static_cast<float>(isZero ? 1 : src[i]);
+    const uint16_t divisor = loadAny(src + i);
+    const bool isZero = divisor == 0;
+    const float quotient = static_cast<float>(value) / static_cast<float>(isZero ? 1 : divisor);
     const uint32_t rounded = std::bit_cast<uint32_t>(quotient + 0x1p23F) & 0xFFFF;
     zeros |= isZero;
-    dst[i] = static_cast<uint16_t>(isZero ? UINT16_MAX : rounded);
+    storeAny(dst + i, static_cast<uint16_t>(isZero ? UINT16_MAX : rounded));
   }
   return zeros ? qlmWarnDivByZero : qlmOk;
 }

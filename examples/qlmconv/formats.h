@@ -1,0 +1,32 @@
+// The file formats of the converter, in one table.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "jpeg/jpeg_reader.h"
+#include "jpeg/jpeg_writer.h"
+
+namespace qlmconv {
+
+struct ReadResult {
+  sample::Picture picture;
+  std::string warning;  // why the picture is not whole; empty where it is
+};
+
+struct Format {
+  std::vector<std::string_view> extensions;
+  ReadResult (*read)(const std::filesystem::path& file, const sample::JpegReadOptions& options);
+  void (*write)(const std::filesystem::path& file, const sample::Picture& picture,
+                const sample::JpegWriteOptions& options);
+};
+
+// By the extension of the file, in any case; null where it is unknown.
+const Format* findFormat(const std::filesystem::path& file);
+
+// "png, ppm, ..."
+std::string listFormats();
+
+}  // namespace qlmconv
