@@ -120,7 +120,7 @@ void raceAll(const char* name, const char* unit, int shapes, int pixelsPerItem, 
              std::vector<Runner> runners) {
   runners.push_back({"bound:memcpy", [halves](Picture& p) {
                        const auto bytes = static_cast<size_t>(p.shape.pixels() * halves / 4);
-                       static Buffer to(kShapes[2].pixels() * 5), from(kShapes[2].pixels() * 5);
+                       static Buffer to(kShapes[2].pixels() * 8), from(kShapes[2].pixels() * 8);
                        std::memcpy(to.data(), from.data(), bytes);
                      }});
   for (int shape = 0; shape < shapes; ++shape)

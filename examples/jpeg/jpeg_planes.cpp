@@ -79,8 +79,9 @@ Picture upsampleReplicate(const Picture& plane, int32_t width, int32_t height) {
 // Straight from chroma of half the width, or half the width and height. The library converts pairs of columns (and
 // rows) here; an odd picture is taken from an even one, for which the padding of the planes has samples.
 void subsampledToRgb(const Planes& planes, bool both, Picture& picture) {
-  if (picture.width % 2 || (both && picture.height % 2)) {
-    Picture even((picture.width + 1) & ~1, (picture.height + 1) & ~1, 3);
+  const int32_t oddColumns = picture.width % 2, oddRows = both ? picture.height % 2 : 0;
+  if (oddColumns + oddRows > 0) {
+    Picture even(picture.width + oddColumns, picture.height + oddRows, 3);
     subsampledToRgb(planes, both, even);
     picture = crop(even, 0, 0, picture.width, picture.height);
     return;

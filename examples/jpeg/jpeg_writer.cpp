@@ -266,8 +266,8 @@ void encodeByMcu(ScanEncoder& scan, const JpegFrame& frame, const Picture& pictu
   std::vector<const uint16_t*> tables;  // by block
   for (size_t c = 0; c < frame.components.size(); ++c) {
     planes[c] = blocks + static_cast<size_t>(kBlockSize) * tables.size();
-    tables.insert(tables.end(), static_cast<size_t>(frame.components[c].h * frame.components[c].v),
-                  quantisers[c]->forward.data());
+    const JpegComponent& component = frame.components[c];
+    for (int32_t i = 0; i < component.h * component.v; ++i) tables.push_back(quantisers[c]->forward.data());
   }
   const int32_t width = frame.mcuWidth(), height = frame.mcuHeight();
   for (int32_t row = 0; row < frame.mcusHigh(); ++row) {
