@@ -1,25 +1,14 @@
-// Arithmetic with a stated result where the built-in operators would be undefined: wrapping sums, differences and
-// products, saturation, and addresses by bytes.
+// What the built-in operators leave undefined or would cut: wrapping products, the clamp to bytes, and elements and
+// rows at addresses of any alignment.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-constexpr int32_t wrapAdd32(int32_t a, int32_t b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
-}
-constexpr int32_t wrapSub32(int32_t a, int32_t b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
 constexpr int32_t wrapMul32(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
-constexpr int16_t wrapAdd16(int16_t a, int16_t b) { return static_cast<int16_t>(a + b); }
-constexpr int16_t wrapMul16(int16_t a, int16_t b) { return static_cast<int16_t>(a * b); }
 
-constexpr int16_t saturate16(int32_t v) {
-  return static_cast<int16_t>(v < INT16_MIN ? INT16_MIN : v > INT16_MAX ? INT16_MAX : v);
-}
 constexpr uint8_t clamp8(int32_t v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
 // Elements at addresses of any alignment: no pointer of a caller needs one.
