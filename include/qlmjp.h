@@ -6,6 +6,7 @@
 #define QLMJP_H
 
 #include "qlmjp/jpeg.h"
+#include "qlmjp/jpeg2000.h"
 #include "qlmjp/tiff.h"
 #include "qlmjp/types.h"
 

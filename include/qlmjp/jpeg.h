@@ -1453,6 +1453,18 @@ QLM_API QlmStatus qlmiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* src, 
                                                             const QlmDecodeHuffmanSpec* acTable);
 
 /** @} */
+/** @name Huffman coding of progressive blocks (T.81 Annex G)
+ *  @{ */
+
+/** @} */
+/** @name Huffman statistics and optimal tables (T.81 K.2)
+ *  @{ */
+
+/** @} */
+/** @name Lossless prediction and row coding (T.81 Annex H)
+ *  @{ */
+
+/** @} */
 
 #ifdef __cplusplus
 }

@@ -52,6 +52,14 @@ typedef struct QlmSize {
   int32_t height; /**< Rows. */
 } QlmSize;
 
+/** A region in the grid of an image. */
+typedef struct QlmRect {
+  int32_t x;      /**< Column of the first sample. */
+  int32_t y;      /**< Row of the first sample. */
+  int32_t width;  /**< Columns. */
+  int32_t height; /**< Rows. */
+} QlmRect;
+
 /** What the library says of itself. */
 typedef struct QlmLibVersion {
   int32_t major;         /**< Changes when the interface breaks. */

@@ -1,8 +1,8 @@
 // The level shift of regions (ITU-T T.81 A.3.1) against its models: all values, widths, heights, steps and alignments.
 #include <gtest/gtest.h>
 
-#include "jpeg/placed.h"
 #include "model/jpeg_transform.h"
+#include "support/placed.h"
 
 namespace {
 

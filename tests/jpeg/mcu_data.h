@@ -1,8 +1,8 @@
 // What the tests of whole MCUs share: pixels and blocks of all kinds, and blocks placed at every alignment.
 #pragma once
 
-#include "jpeg/placed.h"
 #include "model/jpeg_mcu.h"
+#include "support/placed.h"
 
 namespace test {
 

@@ -5,8 +5,8 @@
 #include <climits>
 
 #include "jpeg/block_data.h"
-#include "jpeg/placed.h"
 #include "model/jpeg_transform.h"
+#include "support/placed.h"
 
 namespace {
 

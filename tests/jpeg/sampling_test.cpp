@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "jpeg/placed.h"
 #include "model/jpeg_sampling.h"
+#include "support/placed.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <numbers>
 
 #include "jpeg/block_data.h"
-#include "jpeg/placed.h"
 #include "model/jpeg_transform.h"
+#include "support/placed.h"
 
 namespace {
 

@@ -112,6 +112,8 @@ const std::vector<Row>& sweepTable();
 // The rows of one subsystem each.
 std::vector<Row> frameRows();
 std::vector<Row> jpegRows();
+std::vector<Row> jpegEntropyRows();
+std::vector<Row> jpeg2000Rows();
 std::vector<Row> tiffRows();
 
 // One call with the arguments of `row`, broken as `faults` says (argument, fault), in fresh buffers.

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "jpeg/placed.h"
 #include "model/tiff_rows.h"
+#include "support/placed.h"
 
 namespace {
 

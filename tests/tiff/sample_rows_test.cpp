@@ -2,8 +2,8 @@
 // included.
 #include <gtest/gtest.h>
 
-#include "jpeg/placed.h"
 #include "model/tiff_rows.h"
+#include "support/placed.h"
 
 namespace {
 
