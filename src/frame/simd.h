@@ -58,6 +58,15 @@ inline void store16x2(void* low, void* high, __m256i v) {
   store16(high, _mm256_extracti128_si256(v, 1));
 }
 
+// Eight or four bytes, the same in both halves, and the first eight or four of a vector.
+inline __m256i load8InHalves(const void* p) { return _mm256_broadcastsi128_si256(load8(p)); }
+inline __m256i load4InHalves(const void* p) { return _mm256_broadcastsi128_si256(_mm_loadu_si32(p)); }
+// Eight bytes as 8 lanes of 32 bits, zero-extended, and such lanes as words, saturating, the same in both halves.
+inline __m256i load8AsDwords(const void* p) { return _mm256_cvtepu8_epi32(load8(p)); }
+inline __m256i dwordsToWordsInHalves(__m256i v) { return _mm256_permute4x64_epi64(_mm256_packs_epi32(v, v), 0x88); }
+inline void store8(void* p, __m256i v) { store8(p, _mm256_castsi256_si128(v)); }
+inline void store4(void* p, __m128i v) { _mm_storeu_si32(p, v); }
+
 // The low halves of two vectors side by side, and the high ones.
 inline __m256i lowHalves(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x20); }
 inline __m256i highHalves(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x31); }

@@ -29,6 +29,15 @@ struct ForwardPixels {
     store32(dst[2], chromaBytes(weigh<kCrA>(low), weigh<kCrA>(high)));
     store32(dst[3], _mm256_packus_epi16(Cmyk::loadBlack(low0, high0), Cmyk::loadBlack(low1, high1)));
   }
+
+  void runEight(const PixelsIn& src, const PlanesOut& dst) const {
+    const Pixels p = Cmyk::loadEight(src[0], src[0]);
+    const __m256i y = weigh<kLumaA>(p), cb = weigh<kCbA>(p), cr = weigh<kCrA>(p), k = Cmyk::loadBlack(src[0], src[0]);
+    store8(dst[0], _mm256_packus_epi16(y, y));
+    store8(dst[1], chromaBytes(cb, cb));
+    store8(dst[2], chromaBytes(cr, cr));
+    store8(dst[3], _mm256_packus_epi16(k, k));
+  }
 };
 
 // Set E and, for what remains, set F.
@@ -39,6 +48,22 @@ struct ForwardPlanes {
     const __m256i k = load32(src[3]);
     convertE(load32(src[0]), load32(src[1]), load32(src[2]), 0x7F, dst[0], dst[1], dst[2]);
     store32(dst[3], k);
+  }
+
+  void runEight(const PlanesIn& src, const PlanesOut& dst) const {
+    const __m128i k = load8(src[3]);
+    convertEightE(load8InHalves(src[0]), load8InHalves(src[1]), load8InHalves(src[2]), 0x7F, dst[0], dst[1], dst[2]);
+    store8(dst[3], k);
+  }
+};
+struct ForwardPlanesRest {
+  static constexpr int kColumns = 8, kSrc[] = {8, 8, 8, 8}, kDst[] = {8, 8, 8, 8};
+
+  void runEight(const PlanesIn& src, const PlanesOut& dst) const {
+    const auto inverted = [](const uint8_t* p) { return _mm256_sub_epi32(_mm256_set1_epi32(255), load8AsDwords(p)); };
+    const __m128i k = load8(src[3]);
+    convertEightF(inverted(src[0]), inverted(src[1]), inverted(src[2]), dst[0], dst[1], dst[2]);
+    store8(dst[3], k);
   }
 };
 struct ForwardPlanesOne {
@@ -61,6 +86,18 @@ struct InversePixels {
     const ThreePlanes p = loadPlanes(src[0], src[1], src[2]);
     Cmyk::storeSixteen(dst[0], dst[0] + 64, setHI<false, kSetI>(p), setHI<true, kSetI>(p), load32(src[3]));
   }
+
+  void runEight(const PlanesIn& src, const PixelsOut& dst) const {
+    const ThreePlanes p = loadEightOfPlanes(src[0], src[1], src[2]);
+    Cmyk::storeEight(dst[0], dst[0], setHI<false, kSetI>(p), load8InHalves(src[3]));
+  }
+};
+struct InversePixelsRest {
+  static constexpr int kColumns = 8, kSrc[] = {8, 8, 8, 8}, kDst[] = {32};
+
+  void runEight(const PlanesIn& src, const PixelsOut& dst) const {
+    Cmyk::storeEight(dst[0], dst[0], setJEight(src[0], src[1], src[2]), load8InHalves(src[3]));
+  }
 };
 struct InversePixelsOne {
   static constexpr int kColumns = 1, kSrc[] = {1, 1, 1, 1}, kDst[] = {4};
@@ -72,6 +109,14 @@ struct InversePixelsOne {
     std::memcpy(dst[0], pixel, 4);
   }
 };
+void storeEightInverted(const RgbWords& p, __m128i k, const PlanesOut& dst) {
+  const __m256i inverse = _mm256_set1_epi8(-1);
+  store8(dst[0], _mm256_xor_si256(_mm256_packus_epi16(p.r, p.r), inverse));
+  store8(dst[1], _mm256_xor_si256(_mm256_packus_epi16(p.g, p.g), inverse));
+  store8(dst[2], _mm256_xor_si256(_mm256_packus_epi16(p.b, p.b), inverse));
+  store8(dst[3], k);
+}
+
 struct InversePlanes {
   static constexpr int kColumns = 32, kSrc[] = {32, 32, 32, 32}, kDst[] = {32, 32, 32, 32};
 
@@ -83,6 +128,17 @@ struct InversePlanes {
     store32(dst[1], _mm256_xor_si256(_mm256_packus_epi16(low.g, high.g), inverse));
     store32(dst[2], _mm256_xor_si256(_mm256_packus_epi16(low.b, high.b), inverse));
     store32(dst[3], k);
+  }
+
+  void runEight(const PlanesIn& src, const PlanesOut& dst) const {
+    storeEightInverted(setHI<false, kSetI>(loadEightOfPlanes(src[0], src[1], src[2])), load8(src[3]), dst);
+  }
+};
+struct InversePlanesRest {
+  static constexpr int kColumns = 8, kSrc[] = {8, 8, 8, 8}, kDst[] = {8, 8, 8, 8};
+
+  void runEight(const PlanesIn& src, const PlanesOut& dst) const {
+    storeEightInverted(setJEight(src[0], src[1], src[2]), load8(src[3]), dst);
   }
 };
 struct InversePlanesOne {
@@ -103,18 +159,18 @@ struct InversePlanesOne {
 void forwardRow(const PixelsIn& src, const PlanesOut& dst, int w) { forColumns(ForwardPixels{}, src, dst, 0, w); }
 
 void forwardRow(const PlanesIn& src, const PlanesOut& dst, int w) {
+  forRemainder(ForwardPlanesRest{}, ForwardPlanesOne{}, src, dst, wholeOf(w, 4), w);
   forColumns(ForwardPlanes{}, src, dst, 0, wholeOf(w, 4));
-  forColumns(ForwardPlanesOne{}, src, dst, wholeOf(w, 4), w);
 }
 
 void inverseRow(const PlanesIn& src, const PixelsOut& dst, int w) {
+  forRemainder(InversePixelsRest{}, InversePixelsOne{}, src, dst, wholeOf(w, 4), w);
   forColumns(InversePixels{}, src, dst, 0, wholeOf(w, 4));
-  forColumns(InversePixelsOne{}, src, dst, wholeOf(w, 4), w);
 }
 
 void inverseRow(const PlanesIn& src, const PlanesOut& dst, int w) {
+  forRemainder(InversePlanesRest{}, InversePlanesOne{}, src, dst, wholeOf(w, 4), w);
   forColumns(InversePlanes{}, src, dst, 0, wholeOf(w, 4));
-  forColumns(InversePlanesOne{}, src, dst, wholeOf(w, 4), w);
 }
 
 // All four exports test their steps and share rows out over threads.

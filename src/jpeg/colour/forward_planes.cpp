@@ -16,7 +16,7 @@ using RowIn = Sources<1>;
 using PlanesIn = Sources<3>;
 using PlanesOut = Targets<3>;
 
-// Sets A and B in vectors: pixels of any layout that loads as byte pairs.
+// Sets A, B and D in vectors: pixels of any layout that loads as byte pairs.
 template <typename Layout, Weights kY>
 struct WeighedLuma {
   static constexpr int kColumns = 32, kSrc[] = {32 * Layout::kBytes}, kDst[] = {32};
@@ -25,6 +25,11 @@ struct WeighedLuma {
     const Pixels low = Layout::loadEight(src[0], src[0] + 16 * Layout::kBytes);
     const Pixels high = Layout::loadEight(src[0] + 8 * Layout::kBytes, src[0] + 24 * Layout::kBytes);
     store32(dst[0], _mm256_packus_epi16(weigh<kY>(low), weigh<kY>(high)));
+  }
+
+  void runEight(const RowIn& src, const Targets<1>& dst) const {
+    const __m256i y = weigh<kY>(Layout::loadEight(src[0], src[0]));
+    store8(dst[0], _mm256_packus_epi16(y, y));
   }
 };
 template <typename Layout, Weights kY, Weights kCb, Weights kCr>
@@ -38,13 +43,23 @@ struct Weighed {
     store32(dst[1], chromaBytes(weigh<kCb>(low), weigh<kCb>(high)));
     store32(dst[2], chromaBytes(weigh<kCr>(low), weigh<kCr>(high)));
   }
+
+  void runEight(const RowIn& src, const PlanesOut& dst) const {
+    const Pixels p = Layout::loadEight(src[0], src[0]);
+    const __m256i y = weigh<kY>(p), cb = weigh<kCb>(p), cr = weigh<kCr>(p);
+    store8(dst[0], _mm256_packus_epi16(y, y));
+    store8(dst[1], chromaBytes(cb, cb));
+    store8(dst[2], chromaBytes(cr, cr));
+  }
 };
 template <typename Layout>
 using SetA = Weighed<Layout, kLumaA, kCbA, kCrA>;
 template <typename Layout>
 using SetB = Weighed<Layout, kLumaB, kCbB, kCrB>;
+template <typename Layout>
+using SetD = Weighed<Layout, kLumaA, kCbD, kCrD>;
 
-// Sets A and D, one pixel: what remains of a row.
+// Sets A and D, one pixel: rows of fewer than eight.
 template <typename Layout, Weights kY, Weights kCb, Weights kCr>
 struct WeighedOne {
   static constexpr int kColumns = 1, kSrc[] = {Layout::kBytes}, kDst[] = {1, 1, 1};
@@ -79,6 +94,14 @@ struct SetC {
     store32(dst[0], _mm256_packus_epi16(lumaC<2>(low), lumaC<2>(high)));
     store32(dst[1], chromaBytes(cbC<1>(low), cbC<1>(high)));
     store32(dst[2], chromaBytes(crC<1>(low), crC<1>(high)));
+  }
+
+  void runEight(const RowIn& src, const PlanesOut& dst) const {
+    const RgbWords p = sixBitsUp(Layout::loadEight(src[0], src[0]));
+    const __m256i y = lumaC<2>(p), cb = cbC<1>(p), cr = crC<1>(p);
+    store8(dst[0], _mm256_packus_epi16(y, y));
+    store8(dst[1], chromaBytes(cb, cb));
+    store8(dst[2], chromaBytes(cr, cr));
   }
 };
 
@@ -118,6 +141,23 @@ struct SetCReduced {
     const __m256i chroma = chromaBytes(cbC<0>(means), crC<0>(means));
     store16x2(dst[kRows], dst[kRows + 1], _mm256_permute4x64_epi64(chroma, 0xD8));
   }
+
+  void runEight(const Sources<kRows>& src, const Targets<kRows + 2>& dst) const {
+    RgbWords sums;
+    for (int i = 0; i < kRows; ++i) {
+      const RgbWords p = sixBitsUp(Layout::loadEight(src[i], src[i]));
+      const __m256i y = lumaC<2>(p);
+      store8(dst[i], _mm256_packus_epi16(y, y));
+      const RgbWords pairs = {_mm256_hadd_epi16(p.r, p.r), _mm256_hadd_epi16(p.g, p.g), _mm256_hadd_epi16(p.b, p.b)};
+      sums = i == 0 ? pairs : addWords(sums, pairs);
+    }
+    // A mean has 7 fractional bits: a sum of two is << 6, one of four << 5.
+    const auto mean = [](__m256i sum) { return _mm256_srli_epi16(sum, kRows - 1); };
+    const RgbWords means = {mean(sums.r), mean(sums.g), mean(sums.b)};
+    const __m128i chroma = _mm256_castsi256_si128(chromaBytes(cbC<0>(means), crC<0>(means)));
+    store4(dst[kRows], chroma);
+    store4(dst[kRows + 1], _mm_srli_si128(chroma, 8));
+  }
 };
 
 // Set D with the chroma of pairs or squares of pixels: the last one to three pairs of a row.
@@ -148,6 +188,17 @@ struct SetE {
   void run(const PlanesIn& src, const PlanesOut& dst) const {
     convertE(load32(src[0]), load32(src[1]), load32(src[2]), -128, dst[0], dst[1], dst[2]);
   }
+
+  void runEight(const PlanesIn& src, const PlanesOut& dst) const {
+    convertEightE(load8InHalves(src[0]), load8InHalves(src[1]), load8InHalves(src[2]), -128, dst[0], dst[1], dst[2]);
+  }
+};
+struct SetF {
+  static constexpr int kColumns = 8, kSrc[] = {8, 8, 8}, kDst[] = {8, 8, 8};
+
+  void runEight(const PlanesIn& src, const PlanesOut& dst) const {
+    convertEightF(load8AsDwords(src[0]), load8AsDwords(src[1]), load8AsDwords(src[2]), dst[0], dst[1], dst[2]);
+  }
 };
 struct SetFOne {
   static constexpr int kColumns = 1, kSrc[] = {1, 1, 1}, kDst[] = {1, 1, 1};
@@ -170,6 +221,19 @@ struct SetG {
     const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(y[0], y[1]), _mm256_packs_epi32(y[2], y[3]));
     store32(dst[0], _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
   }
+
+  void runEight(const PlanesIn& src, const Targets<1>& dst) const {
+    const __m256i y = lumaG(src[0], src[1], src[2]), words = _mm256_packs_epi32(y, y);
+    const __m256i bytes = _mm256_packus_epi16(words, words);
+    store8(dst[0], _mm_unpacklo_epi32(_mm256_castsi256_si128(bytes), _mm256_extracti128_si256(bytes, 1)));
+  }
+};
+struct LumaOfE {
+  static constexpr int kColumns = 8, kSrc[] = {8, 8, 8}, kDst[] = {8};
+
+  void runEight(const PlanesIn& src, const Targets<1>& dst) const {
+    storeEightF<kLumaOfE>(dst[0], load8AsDwords(src[0]), load8AsDwords(src[1]), load8AsDwords(src[2]));
+  }
 };
 struct LumaOfEOne {
   static constexpr int kColumns = 1, kSrc[] = {1, 1, 1}, kDst[] = {1};
@@ -183,14 +247,14 @@ struct LumaOfEOne {
 
 template <typename Layout>
 void threeByteRow(const RowIn& src, const PlanesOut& dst, int w) {
+  forRemainder(SetA<Layout>{}, SetAOne<Layout>{}, src, dst, wholeOf(w, 8), w);
   forColumns(SetB<Layout>{}, src, dst, 0, wholeOf(w, 8));
-  forColumns(SetAOne<Layout>{}, src, dst, wholeOf(w, 8), w);
 }
 
 template <typename Layout>
 void fourByteRow(const RowIn& src, const PlanesOut& dst, int w) {
+  forRemainder(SetD<Layout>{}, SetDOne<Layout>{}, src, dst, wholeOf(w, 8), w);
   forColumns(SetC<Layout>{}, src, dst, 0, wholeOf(w, 8));
-  forColumns(SetDOne<Layout>{}, src, dst, wholeOf(w, 8), w);
 }
 
 template <typename Layout>
@@ -210,13 +274,13 @@ void lumaRow(const RowIn& src, const Targets<1>& dst, int w) {
 }
 
 void planesRow(const PlanesIn& src, const PlanesOut& dst, int w) {
+  forRemainder(SetF{}, SetFOne{}, src, dst, wholeOf(w, 4), w);
   forColumns(SetE{}, src, dst, 0, wholeOf(w, 4));
-  forColumns(SetFOne{}, src, dst, wholeOf(w, 4), w);
 }
 
 void planesLumaRow(const PlanesIn& src, const Targets<1>& dst, int w) {
+  forRemainder(LumaOfE{}, LumaOfEOne{}, src, dst, wholeOf(w, 4), w);
   forColumns(SetG{}, src, dst, 0, wholeOf(w, 4));
-  forColumns(LumaOfEOne{}, src, dst, wholeOf(w, 4), w);
 }
 
 // The families of exports. Three-byte pixels and whole planes test their steps and share rows out over threads.

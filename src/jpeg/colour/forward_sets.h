@@ -70,6 +70,12 @@ inline __m256i weigh(const Pixels& p) {
   return _mm256_mulhrs_epi16(high, _mm256_set1_epi16(256));
 }
 
+// Samples << 6, eight pixels in each half.
+inline RgbWords sixBitsUp(const Pixels& p) {
+  return {_mm256_maddubs_epi16(p.rg, bytePairs(64, 0)), _mm256_maddubs_epi16(p.rg, bytePairs(0, 64)),
+          _mm256_maddubs_epi16(p.bg, bytePairs(64, 0))};
+}
+
 // Sets A and D of one pixel, or of a sum of pixels, without the offset of chroma.
 template <Weights kW>
 constexpr int weighOne(int r, int g, int b) {
@@ -147,10 +153,37 @@ inline void convertE(__m256i r, __m256i g, __m256i b, int flip, uint8_t* y, uint
   store32(cr, chromaBytes(low.cr, high.cr));
 }
 
-// Set F, one pixel.
-constexpr int lumaOfE(int r, int g, int b) { return (19595 * r + 38470 * g + 7471 * b + 32768) >> 16; }
-constexpr int cbF(int r, int g, int b) { return (-11059 * r - 21709 * g + 32768 * b + 8421375) >> 16; }
-constexpr int crF(int r, int g, int b) { return (32768 * r - 27439 * g - 5329 * b + 8421375) >> 16; }
+// The same for eight pixels.
+inline void convertEightE(__m256i r, __m256i g, __m256i b, int flip, uint8_t* y, uint8_t* cb, uint8_t* cr) {
+  const __m256i bits = _mm256_set1_epi8(static_cast<char>(flip));
+  r = _mm256_xor_si256(r, bits), g = _mm256_xor_si256(g, bits), b = _mm256_xor_si256(b, bits);
+  const YccWords words = setE(_mm256_unpacklo_epi8(r, g), _mm256_unpacklo_epi8(b, b));
+  store8(y, chromaBytes(words.y, words.y));
+  store8(cb, chromaBytes(words.cb, words.cb));
+  store8(cr, chromaBytes(words.cr, words.cr));
+}
+
+// Set F, which never leaves a byte, one pixel.
+inline constexpr Weights kLumaOfE = {19595, 38470, 7471, 32768, 9};
+inline constexpr Weights kCbF = {-11059, -21709, 32768, 8421375, 9}, kCrF = {32768, -27439, -5329, 8421375, 9};
+constexpr int lumaOfE(int r, int g, int b) { return weighOne<kLumaOfE>(r, g, b); }
+constexpr int cbF(int r, int g, int b) { return weighOne<kCbF>(r, g, b); }
+constexpr int crF(int r, int g, int b) { return weighOne<kCrF>(r, g, b); }
+
+// The same of eight pixels, from lanes of 32 bits.
+template <Weights kW>
+inline void storeEightF(uint8_t* dst, __m256i r, __m256i g, __m256i b) {
+  const auto times = [](__m256i v, int weight) { return _mm256_mullo_epi32(v, _mm256_set1_epi32(weight)); };
+  const __m256i sum = _mm256_add_epi32(_mm256_add_epi32(times(r, kW.r), times(g, kW.g)),
+                                       _mm256_add_epi32(times(b, kW.b), _mm256_set1_epi32(kW.rounding)));
+  const __m256i words = dwordsToWordsInHalves(_mm256_srai_epi32(sum, 7 + kW.split));
+  store8(dst, _mm256_packus_epi16(words, words));
+}
+inline void convertEightF(__m256i r, __m256i g, __m256i b, uint8_t* y, uint8_t* cb, uint8_t* cr) {
+  storeEightF<kLumaOfE>(y, r, g, b);
+  storeEightF<kCbF>(cb, r, g, b);
+  storeEightF<kCrF>(cr, r, g, b);
+}
 
 // Set G, 8 pixels from 8 bytes of each plane: products and sums rounded one by one, then to the nearest integer with
 // halves to even.

@@ -24,6 +24,10 @@ struct Interleaved {
     const ThreePlanes p = loadPlanes(src[0], src[1], src[2]);
     Layout::storeSixteen(dst[0], dst[0] + 16 * Layout::kBytes, setHI<false, kSet>(p), setHI<true, kSet>(p));
   }
+
+  void runEight(const PlanesIn& src, const RowOut& dst) const {
+    Layout::storeEight(dst[0], dst[0], setHI<false, kSet>(loadEightOfPlanes(src[0], src[1], src[2])));
+  }
 };
 
 // Set I, full chroma to planes.
@@ -37,9 +41,34 @@ struct SetIPlanes {
     store32(dst[1], _mm256_packus_epi16(low.g, high.g));
     store32(dst[2], _mm256_packus_epi16(low.b, high.b));
   }
+
+  void runEight(const PlanesIn& src, const Targets<3>& dst) const {
+    const RgbWords p = setHI<false, kSetI>(loadEightOfPlanes(src[0], src[1], src[2]));
+    store8(dst[0], _mm256_packus_epi16(p.r, p.r));
+    store8(dst[1], _mm256_packus_epi16(p.g, p.g));
+    store8(dst[2], _mm256_packus_epi16(p.b, p.b));
+  }
 };
 
-// Set J, one pixel or one packed pair: what remains of a row.
+// Set J: what remains of a row, eight pixels of it, one pixel, or one packed pair.
+template <typename Layout>
+struct SetJ {
+  static constexpr int kColumns = 8, kSrc[] = {8, 8, 8}, kDst[] = {8 * Layout::kBytes};
+
+  void runEight(const PlanesIn& src, const RowOut& dst) const {
+    Layout::storeEight(dst[0], dst[0], setJEight(src[0], src[1], src[2]));
+  }
+};
+struct SetJPlanes {
+  static constexpr int kColumns = 8, kSrc[] = {8, 8, 8}, kDst[] = {8, 8, 8};
+
+  void runEight(const PlanesIn& src, const Targets<3>& dst) const {
+    const RgbWords p = setJEight(src[0], src[1], src[2]);
+    store8(dst[0], _mm256_packus_epi16(p.r, p.r));
+    store8(dst[1], _mm256_packus_epi16(p.g, p.g));
+    store8(dst[2], _mm256_packus_epi16(p.b, p.b));
+  }
+};
 template <typename Layout>
 void storeOne(uint8_t* dst, const Rgb& p) {
   dst[Layout::kRed] = p.r;
@@ -80,6 +109,10 @@ struct SetLPacked {
     Rgb24::storeSixteen(dst[0], dst[0] + 48, setL(load16x2(src[0], src[0] + 32)),
                         setL(load16x2(src[0] + 16, src[0] + 48)));
   }
+
+  void runEight(const Sources<1>& src, const RowOut& dst) const {
+    Rgb24::storeEight(dst[0], dst[0], setL(load16x2(src[0], src[0])));
+  }
 };
 
 // Set K. Four-byte pixels get the alpha of the call.
@@ -92,6 +125,13 @@ struct AlphaStore {
       Layout::storeSixteen(dst, dst + 64, left, right, _mm256_set1_epi8(static_cast<char>(alpha)));
     else
       Layout::storeSixteen(dst, dst + 48, left, right);
+  }
+
+  void storeEight(uint8_t* dst, const RgbWords& p) const {
+    if constexpr (Layout::kBytes == 4)
+      Layout::storeEight(dst, dst, p, _mm256_set1_epi8(static_cast<char>(alpha)));
+    else
+      Layout::storeEight(dst, dst, p);
   }
 };
 
@@ -109,6 +149,12 @@ struct SetK : AlphaStore<Layout> {
     const __m256i y = load32(src[0]), cb = load32(src[1]), cr = load32(src[2]), zero = _mm256_setzero_si256();
     this->store(dst[0], addLuma(_mm256_unpacklo_epi8(y, zero), termsK(sevenBitsUp<false>(cb), sevenBitsUp<false>(cr))),
                 addLuma(_mm256_unpackhi_epi8(y, zero), termsK(sevenBitsUp<true>(cb), sevenBitsUp<true>(cr))));
+  }
+
+  void runEight(const PlanesIn& src, const RowOut& dst) const {
+    const __m256i y = _mm256_unpacklo_epi8(load8InHalves(src[0]), _mm256_setzero_si256());
+    this->storeEight(dst[0], addLuma(y, termsK(sevenBitsUp<false>(load8InHalves(src[1])),
+                                               sevenBitsUp<false>(load8InHalves(src[2])))));
   }
 };
 
@@ -128,19 +174,26 @@ struct SetKReduced : AlphaStore<Layout> {
       this->store(dst[i], addLuma(_mm256_unpacklo_epi8(y, zero), left), addLuma(_mm256_unpackhi_epi8(y, zero), right));
     }
   }
+
+  void runEight(const Sources<2 + kRows>& src, const Targets<kRows>& dst) const {
+    const RgbWords terms =
+        doubleLow(termsK(sevenBitsUp<false>(load4InHalves(src[0])), sevenBitsUp<false>(load4InHalves(src[1]))));
+    for (int i = 0; i < kRows; ++i)
+      this->storeEight(dst[i], addLuma(_mm256_unpacklo_epi8(load8InHalves(src[2 + i]), _mm256_setzero_si256()), terms));
+  }
 };
 
 // Which set serves which columns of a row of w pixels.
 
 template <typename Layout>
 void threeByteRow(const PlanesIn& src, const RowOut& dst, int w) {
+  forRemainder(SetJ<Layout>{}, SetJOne<Layout>{}, src, dst, wholeOf(w, 4), w);
   forColumns(Interleaved<Layout, kSetH>{}, src, dst, 0, wholeOf(w, 4));
-  forColumns(SetJOne<Layout>{}, src, dst, wholeOf(w, 4), w);
 }
 
 void planesRow(const PlanesIn& src, const Targets<3>& dst, int w) {
+  forRemainder(SetJPlanes{}, SetJPlanesOne{}, src, dst, wholeOf(w, 4), w);
   forColumns(SetIPlanes{}, src, dst, 0, wholeOf(w, 4));
-  forColumns(SetJPlanesOne{}, src, dst, wholeOf(w, 4), w);
 }
 
 template <typename Layout>

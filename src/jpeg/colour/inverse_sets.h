@@ -82,6 +82,10 @@ inline ThreePlanes loadPlanes(const uint8_t* y, const uint8_t* cb, const uint8_t
   const __m256i flip = _mm256_set1_epi8(-128);
   return {load32(y), _mm256_xor_si256(load32(cb), flip), _mm256_xor_si256(load32(cr), flip)};
 }
+inline ThreePlanes loadEightOfPlanes(const uint8_t* y, const uint8_t* cb, const uint8_t* cr) {
+  const __m256i flip = _mm256_set1_epi8(-128);
+  return {load8InHalves(y), _mm256_xor_si256(load8InHalves(cb), flip), _mm256_xor_si256(load8InHalves(cr), flip)};
+}
 template <bool kUpper, Offsets kSet>
 inline RgbWords setHI(const ThreePlanes& p) {
   const __m256i y = unpackBytes<kUpper>(p.y, _mm256_setzero_si256());
@@ -90,13 +94,26 @@ inline RgbWords setHI(const ThreePlanes& p) {
           _mm256_add_epi16(y, byteTerm<kUpper, kBlueWeight, kSet.blue>(p.cb))};
 }
 
-// Set J, one pixel, chroma less 128.
+// Set J, one pixel, chroma less 128. Its products by bytes fit 32 bits.
 struct Rgb {
   uint8_t r, g, b;
 };
 constexpr Rgb setJ(int y, int cb, int cr) {
   return {clamp8(y + ((91881 * cr + 32768) >> 16)), clamp8(y + ((-46802 * cr - 22554 * cb + 32768) >> 16)),
           clamp8(y + ((116130 * cb + 32768) >> 16))};
+}
+
+// Eight pixels, the same in both halves.
+inline RgbWords setJEight(const uint8_t* y, const uint8_t* cb, const uint8_t* cr) {
+  const auto chroma = [](const uint8_t* p) { return _mm256_sub_epi32(load8AsDwords(p), _mm256_set1_epi32(128)); };
+  const auto times = [](__m256i v, int weight) { return _mm256_mullo_epi32(v, _mm256_set1_epi32(weight)); };
+  const __m256i luma = load8AsDwords(y), blue = chroma(cb), red = chroma(cr);
+  const auto words = [&](__m256i products) {
+    const __m256i term = _mm256_srai_epi32(_mm256_add_epi32(products, _mm256_set1_epi32(32768)), 16);
+    return dwordsToWordsInHalves(_mm256_add_epi32(luma, term));
+  };
+  return {words(times(red, 91881)), words(_mm256_add_epi32(times(red, -46802), times(blue, -22554))),
+          words(times(blue, 116130))};
 }
 
 // Set K's terms of 16 chroma words, each sample << 7. The sum of luma << 4 and a term t, cut by 4 bits, is

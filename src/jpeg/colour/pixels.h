@@ -64,9 +64,27 @@ struct Bytes4 {
   static constexpr int kBytes = 4;
   static constexpr int kRed = kBlueFirst ? 2 : 0, kGreen = 1, kBlue = 2 - kRed;
 
+  static Pixels loadEight(const uint8_t* low, const uint8_t* high) {
+    static constexpr ShufflePattern kPairs = makeShuffle([](int i) {
+      return 4 * (i % 8 / 2) + (i % 2 ? kGreen : i < 8 ? kRed : kBlue);
+    });
+    const __m256i a = shuffleBytes(load16x2(low, high), kPairs);
+    const __m256i b = shuffleBytes(load16x2(low + 16, high + 16), kPairs);
+    return {_mm256_unpacklo_epi64(a, b), _mm256_unpackhi_epi64(a, b)};
+  }
+
   static void loadQuads(const uint8_t* src, __m256i (&quads)[4]) {
     for (int i = 0; i < 4; ++i)
       quads[i] = channelQuads<4, 0, kRed, kGreen, kBlue>(load16x2(src + 16 * i, src + 64 + 16 * i));
+  }
+
+  static void storeEight(uint8_t* low, uint8_t* high, const RgbWords& p, __m256i fourth) {
+    const __m256i red = _mm256_packus_epi16(p.r, p.r), blue = _mm256_packus_epi16(p.b, p.b);
+    const __m256i green = _mm256_packus_epi16(p.g, p.g);
+    const __m256i xy = _mm256_unpacklo_epi8(kBlueFirst ? blue : red, green);
+    const __m256i zw = _mm256_unpacklo_epi8(kBlueFirst ? red : blue, fourth);
+    store16x2(low, high, _mm256_unpacklo_epi16(xy, zw));
+    store16x2(low + 16, high + 16, _mm256_unpackhi_epi16(xy, zw));
   }
 
   static void storeSixteen(uint8_t* low, uint8_t* high, const RgbWords& left, const RgbWords& right, __m256i fourth) {
@@ -93,14 +111,9 @@ struct Cmyk {
 
   // Of 255 - C, 255 - M, 255 - Y.
   static Pixels loadEight(const uint8_t* low, const uint8_t* high) {
-    static constexpr ShufflePattern kPairs = makeShuffle([](int i) {
-      return 4 * (i % 8 / 2) + (i % 2 ? 1 : i < 8 ? 0 : 2);
-    });
     const __m256i inverse = _mm256_set1_epi8(-1);
-    const __m256i a = shuffleBytes(load16x2(low, high), kPairs);
-    const __m256i b = shuffleBytes(load16x2(low + 16, high + 16), kPairs);
-    return {_mm256_xor_si256(_mm256_unpacklo_epi64(a, b), inverse),
-            _mm256_xor_si256(_mm256_unpackhi_epi64(a, b), inverse)};
+    const Pixels p = Rgb32::loadEight(low, high);
+    return {_mm256_xor_si256(p.rg, inverse), _mm256_xor_si256(p.bg, inverse)};
   }
 
   // K of eight pixels a half as words.
