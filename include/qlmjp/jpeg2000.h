@@ -23,6 +23,14 @@ extern "C" {
  *  @{ */
 
 /** @} */
+/** @name Encoding of code-blocks (T.800 Annexes C, D)
+ *  @{ */
+
+/** @} */
+/** @name Decoding of code-blocks (T.800 Annexes C, D)
+ *  @{ */
+
+/** @} */
 
 #ifdef __cplusplus
 }
