@@ -3,18 +3,13 @@
 // block encoder, called block by block as its own entropy coder calls it, and its whole scans from and to memory by
 // jpeg_write_coefficients and jpeg_read_coefficients. Before anything is timed, the segments of all three are compared
 // byte by byte and the decoded blocks with the coefficients.
-#include <cstdio>
-#include <cstdlib>
-// jpeglib.h needs FILE.
-#include <jpeglib.h>
-
 #include <cstring>
 #include <memory>
 #include <vector>
 
+#include "libjpeg_blocks.h"
 #include "qlmjp/jpeg.h"
 #include "race.h"
-#include "support/picture.h"
 
 // libjpeg-turbo's block encoder and the leading fields of its state and tables, which jpeglib.h keeps to itself.
 extern "C" {
@@ -43,14 +38,12 @@ void require(bool condition, const char* what) {
   std::exit(1);
 }
 
+using bench::Block, bench::Coefficients;
+
 struct Tables {
   QlmEncodeHuffmanSpec encode[2];  // DC, AC
   QlmDecodeHuffmanSpec decode[2];
   TurboTable turbo[2];
-};
-
-struct Block {
-  alignas(32) int16_t coefficients[64];
 };
 
 // One picture: its JPEG file, its blocks in the order of the scan, and the segment behind the scan header.
@@ -68,33 +61,6 @@ struct Photographs {
   int64_t bytes = 0;
 };
 
-std::vector<uint8_t> compress(const sample::Picture& picture, int quality) {
-  jpeg_compress_struct cinfo;
-  jpeg_error_mgr errors;
-  cinfo.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&cinfo);
-  unsigned char* data = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&cinfo, &data, &size);
-  cinfo.image_width = static_cast<JDIMENSION>(picture.width);
-  cinfo.image_height = static_cast<JDIMENSION>(picture.height);
-  cinfo.input_components = 3;
-  cinfo.in_color_space = JCS_RGB;
-  jpeg_set_defaults(&cinfo);
-  jpeg_set_quality(&cinfo, quality, TRUE);
-  jpeg_start_compress(&cinfo, TRUE);
-  for (int32_t y = 0; y < picture.height; ++y) {
-    std::vector<uint8_t> row(picture.row(y), picture.row(y) + picture.step());
-    JSAMPROW rows[1] = {row.data()};
-    jpeg_write_scanlines(&cinfo, rows, 1);
-  }
-  jpeg_finish_compress(&cinfo);
-  jpeg_destroy_compress(&cinfo);
-  std::vector<uint8_t> file(data, data + size);
-  std::free(data);
-  return file;
-}
-
 void buildTables(Tables& tables, JHUFF_TBL* const lists[2]) {
   for (int i = 0; i < 2; ++i) {
     const uint8_t* counts = lists[i]->bits + 1;
@@ -108,36 +74,15 @@ void buildTables(Tables& tables, JHUFF_TBL* const lists[2]) {
   }
 }
 
-// A decoder of libjpeg-turbo that holds the coefficients of one file.
-struct Coefficients {
-  explicit Coefficients(const std::vector<uint8_t>& file) {
-    cinfo.err = jpeg_std_error(&errors);
-    jpeg_create_decompress(&cinfo);
-    jpeg_mem_src(&cinfo, file.data(), static_cast<unsigned long>(file.size()));
-    jpeg_read_header(&cinfo, TRUE);
-    arrays = jpeg_read_coefficients(&cinfo);
-  }
-  Coefficients(const Coefficients&) = delete;
-  ~Coefficients() { jpeg_destroy_decompress(&cinfo); }
-  jpeg_decompress_struct cinfo;
-  jpeg_error_mgr errors;
-  jvirt_barray_ptr* arrays;
-};
-
 void gatherBlocks(Coefficients& source, Scan& scan) {
-  jpeg_decompress_struct& cinfo = source.cinfo;
-  const auto common = reinterpret_cast<j_common_ptr>(&cinfo);
-  const JDIMENSION mcuColumns = (cinfo.image_width + 15) / 16;
-  const JDIMENSION mcuRows = (cinfo.image_height + 15) / 16;
+  const JDIMENSION mcuColumns = (source.cinfo.image_width + 15) / 16;
+  const JDIMENSION mcuRows = (source.cinfo.image_height + 15) / 16;
   for (JDIMENSION mcuY = 0; mcuY < mcuRows; ++mcuY) {
     for (JDIMENSION mcuX = 0; mcuX < mcuColumns; ++mcuX) {
       for (int c = 0; c < 3; ++c) {
         const JDIMENSION size = c == 0 ? 2 : 1;
         for (JDIMENSION i = 0; i < size * size; ++i) {
-          const JBLOCKARRAY rows = cinfo.mem->access_virt_barray(common, source.arrays[c], mcuY * size, size, FALSE);
-          Block block;
-          std::memcpy(block.coefficients, rows[i / size][mcuX * size + i % size], sizeof block.coefficients);
-          scan.blocks.push_back(block);
+          scan.blocks.push_back(source.block(c, mcuY * size + i / size, mcuX * size + i % size));
           scan.components.push_back(static_cast<uint8_t>(c));
         }
       }
@@ -254,16 +199,12 @@ struct Writer {
   jpeg_error_mgr errors;
 };
 
-bool sameBlocks(const std::vector<Block>& a, const std::vector<Block>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(Block)) == 0;
-}
-
 // Prepares all photographs and proves that the runners do the same work.
 std::shared_ptr<Photographs> prepare(int quality) {
   auto photos = std::make_shared<Photographs>();
   for (const auto& path : sample::photographs()) {
     Scan scan;
-    scan.file = compress(sample::readPicture(path), quality);
+    scan.file = bench::compress(sample::readPicture(path), quality);
     Coefficients source(scan.file);
     gatherBlocks(source, scan);
     for (int i = 0; i < 2; ++i) {
@@ -286,9 +227,9 @@ std::shared_ptr<Photographs> prepare(int quality) {
     scan.segment.assign(scan.file.end() - 2 - length, scan.file.end());
 
     std::vector<Block> decoded(scan.blocks.size());
-    require(decode(scan, photos->tables, decoded) && sameBlocks(decoded, scan.blocks), "decoded blocks differ");
+    require(decode(scan, photos->tables, decoded) && decoded == scan.blocks, "decoded blocks differ");
     std::fill(decoded.begin(), decoded.end(), Block{});
-    require(decodeDirect(scan, photos->tables, decoded) && sameBlocks(decoded, scan.blocks), "Direct decoder");
+    require(decodeDirect(scan, photos->tables, decoded) && decoded == scan.blocks, "Direct decoder");
 
     photos->blocks += static_cast<int64_t>(scan.blocks.size());
     photos->bytes += length;

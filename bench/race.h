@@ -28,6 +28,7 @@ template <typename Round>
 void race(const Work& work, const std::string& runner, int64_t items, int64_t bytes, Round round) {
   const std::string name = work.family + '/' + work.name + '/' + work.data + '/' + runner;
   benchmark::RegisterBenchmark(name.c_str(), [=, unit = work.unit](benchmark::State& state) mutable {
+    round();  // not timed: it may make its data, or touch memory for the first time
     for (auto _ : state) {
       round();
       benchmark::ClobberMemory();

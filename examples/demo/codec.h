@@ -25,8 +25,8 @@ struct Codec {
   double tolerance;     // dB by which the PSNR of the two decoders may differ
   Encode encode;
   Decode decode;
-  std::string peer;  // name and version of the independent library
-  Encode peerEncode;
+  std::string peer;   // name and version of the independent library
+  Encode peerEncode;  // empty where the independent one is a program, whose start would be timed with it
   Decode peerDecode;
   Convert prepare = {};  // the picture for both encoders, where they want it in another form
   Convert show = {};     // what both decoders give in the form of the picture, where it has another one

@@ -1,6 +1,8 @@
-// Baseline JPEG (T.81) by the sample codec, checked with libjpeg-turbo, which is told to do the same work: the typical
-// Huffman tables, the integer transforms and the same upsampling of chroma.
+// JPEG (T.81) by the sample codec: baseline and progressive files checked with libjpeg-turbo, which is told to do the
+// same work (the same scans and Huffman tables, the integer transforms and the same upsampling of chroma), lossless
+// ones with DCMTK.
 #include "codec.h"
+#include "jpeg/dcmtk_peer.h"
 #include "jpeg/jpeg_reader.h"
 #include "jpeg/jpeg_writer.h"
 #include "libjpeg_peer.h"
@@ -84,12 +86,55 @@ Codec cmykCodec(const char* family, const char* tag, sample::JpegColour colour) 
   return codec;
 }
 
+// The scans of most programs, with Huffman tables of their own.
+Codec progressiveCodec() {
+  Codec codec = formCodec(kForms[3], kWayQuality);
+  codec.family = "JPEG progressive";
+  codec.file = "jpeg-progressive.jpg";
+  codec.encode = [](const sample::Picture& picture) {
+    return sample::writeJpeg(picture,
+                             {.quality = kWayQuality, .coding = {.process = sample::JpegProcess::kProgressive}});
+  };
+  codec.peerEncode = [](const sample::Picture& picture) {
+    return libjpegEncode(picture, {.quality = kWayQuality, .h = 2, .v = 2, .progressive = true});
+  };
+  return codec;
+}
+
+// No browser shows lossless files.
+Codec losslessCodec(const char* name, const char* tag, int32_t channels) {
+  return {
+      .family = name,
+      .setting = "predictor 7",
+      .file = std::string("jpeg-lossless-") + tag + ".jpg",
+      .mime = "",
+      .channels = channels,
+      .tolerance = 0,
+      .encode =
+          [](const sample::Picture& picture) {
+            return sample::writeJpeg(picture, {.coding = {.process = sample::JpegProcess::kLossless, .predictor = 7}});
+          },
+      .decode = [](const Bytes& file, sample::Picture& picture) { sample::readJpeg(file, picture); },
+      .peer = "DCMTK",
+      .peerEncode = {},
+      .peerDecode =
+          [channels](const Bytes& file, sample::Picture& picture) {
+            const sample::JpegFrame frame = sample::readJpegFrame(file);
+            picture = sample::to8Bits(
+                sample::dcmtkRead(file, frame.width, frame.height, channels, 8, sample::DcmtkProcess::kLossless));
+          },
+  };
+}
+
 }  // namespace
 
 std::vector<Codec> jpegCodecs() {
   std::vector<Codec> codecs;
   for (const Form& form : kForms)
     for (const int32_t quality : kQualities) codecs.push_back(formCodec(form, quality));
+  codecs.push_back(progressiveCodec());
+  codecs.push_back(losslessCodec("JPEG lossless grey", "grey", 1));
+  codecs.push_back(losslessCodec("JPEG lossless RGB", "rgb", 3));
   codecs.push_back(wayCodec("JPEG by planes", "plane", {.by = sample::JpegBy::kPlane}));
   codecs.push_back(wayCodec("JPEG, triangles", "triangle", {.upsampling = sample::Upsampling::kTriangle}));
   codecs.push_back(cmykCodec("JPEG CMYK", "cmyk", sample::JpegColour::kCmyk));

@@ -54,6 +54,7 @@ bool encodeInto(const sample::Picture& picture, const PeerJpegOptions& options, 
   info.comp_info[0].h_samp_factor = options.h;
   info.comp_info[0].v_samp_factor = options.v;
   if (options.ycck) info.comp_info[3].h_samp_factor = options.h, info.comp_info[3].v_samp_factor = options.v;
+  if (options.progressive) jpeg_simple_progression(&info);
   jpeg_start_compress(&info, TRUE);
   while (info.next_scanline < info.image_height) {
     auto* row = const_cast<uint8_t*>(picture.row(static_cast<int32_t>(info.next_scanline)));

@@ -7,8 +7,9 @@ namespace demo {
 
 struct PeerJpegOptions {
   int32_t quality = 75;
-  int32_t h = 1, v = 1;  // luma sampling factors; black has the same
-  bool ycck = false;     // store pictures of 4 channels as YCCK, else CMYK
+  int32_t h = 1, v = 1;      // luma sampling factors; black has the same
+  bool ycck = false;         // store pictures of 4 channels as YCCK, else CMYK
+  bool progressive = false;  // by the usual script, with optimised tables
 };
 
 struct PeerDecodeOptions {

@@ -15,14 +15,19 @@
 namespace {
 
 void printTable(const std::vector<demo::Result>& results) {
-  std::printf("%-20s %9s %6s | %7s %7s %5s | %7s %7s %5s | %7s %7s %5s\n", "", "", "bits a", "PSNR", "by", "max",
+  std::printf("%-22s %9s %6s | %7s %7s %5s | %7s %7s %5s | %7s %7s %5s\n", "", "", "bits a", "PSNR", "by", "max",
               "encode", "", "", "decode", "", "");
-  std::printf("%-20s %9s %6s | %7s %7s %5s | %7s %7s %5s | %7s %7s %5s\n", "file", "bytes", "pixel", "dB", "peer",
+  std::printf("%-22s %9s %6s | %7s %7s %5s | %7s %7s %5s | %7s %7s %5s\n", "file", "bytes", "pixel", "dB", "peer",
               "diff", "Mpix/s", "peer", "ratio", "Mpix/s", "peer", "ratio");
   for (const demo::Result& r : results) {
-    std::printf("%-20s %9zu %6.2f | %7.3f %7.3f %5d | %7.1f %7.1f %5.2f | %7.1f %7.1f %5.2f\n", r.codec->file.c_str(),
-                r.file.size(), r.bitsPerPixel, r.psnr, r.peerPsnr, r.maxDifference, r.encode.ours, r.encode.peer,
-                r.encode.ratio(), r.decode.ours, r.decode.peer, r.decode.ratio());
+    std::printf("%-22s %9zu %6.2f | %7.3f %7.3f %5d", r.codec->file.c_str(), r.file.size(), r.bitsPerPixel, r.psnr,
+                r.peerPsnr, r.maxDifference);
+    for (const demo::Speed& speed : {r.encode, r.decode})
+      if (speed.peer > 0)
+        std::printf(" | %7.1f %7.1f %5.2f", speed.ours, speed.peer, speed.ratio());
+      else
+        std::printf(" | %7.1f %7s %5s", speed.ours, "-", "-");
+    std::printf("\n");
   }
 }
 
@@ -39,15 +44,19 @@ int run(const std::string& source, const std::string& folder) {
   std::vector<demo::Codec> codecs = demo::allCodecs();
   if (picture.channels == 1) std::erase_if(codecs, [](const demo::Codec& codec) { return codec.channels != 1; });
   std::vector<demo::Result> results;
+  std::vector<demo::Exhibit> bands;
   {
-    demo::Progress progress(codecs.size() + 1);
+    demo::Progress progress(codecs.size() + 2);
     for (const demo::Codec& codec : codecs) {
       progress.step(codec.family + ", " + codec.setting);
       results.push_back(demo::measure(codec, codec.channels == 1 ? grey : picture, folder));
     }
+    progress.step("bands of wavelets");
+    bands = demo::waveletBands(picture);
+    for (const demo::Exhibit& exhibit : bands) sample::writePicture(folder + "/" + exhibit.file, exhibit.picture);
     progress.step("page");
     std::ofstream out(folder + "/index.html", std::ios::binary);
-    out << demo::page(name, picture, results);
+    out << demo::page(name, picture, results, bands);
     if (!out.flush()) throw std::runtime_error(folder + "/index.html: cannot be written");
   }
   printTable(results);
@@ -58,8 +67,15 @@ int run(const std::string& source, const std::string& folder) {
     std::cerr << "FAILED: " << r.codec->file << ": " << r.failure << "\n";
     ++failures;
   }
+  const int failedFiles = failures;
+  for (const demo::Exhibit& exhibit : bands) {
+    std::cout << exhibit.file << ": " << exhibit.caption << "\n";
+    if (exhibit.failure.empty()) continue;
+    std::cerr << "FAILED: " << exhibit.file << ": " << exhibit.failure << "\n";
+    ++failures;
+  }
   std::cout
-      << results.size() - static_cast<size_t>(failures) << " of " << results.size()
+      << results.size() - static_cast<size_t>(failedFiles) << " of " << results.size()
       << " files stand the check with the independent decoder: it reads them, and its PSNR is within the bound of "
       << codecs.front().tolerance << " dB.\nPage: " << folder << "/index.html\n";
   return failures ? 1 : 0;

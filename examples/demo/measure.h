@@ -6,7 +6,7 @@
 namespace demo {
 
 struct Speed {
-  double ours = 0, peer = 0;  // megapixels a second, the best of several repetitions
+  double ours = 0, peer = 0;  // megapixels a second, the best of several repetitions; 0 without a race
   double ratio() const { return ours / peer; }
 };
 

@@ -278,8 +278,9 @@ std::string speedChart(const std::vector<Family>& all) {
         << "\" width=\"" << line.ours * scale << "\"/><rect rx=\"2\" fill=\"var(--s0)\" opacity=\".55\" x=\"" << kLeft
         << "\" y=\"" << y + kBar + 1 << "\" height=\"" << kBar << "\" width=\"" << line.peer * scale << "\"/><text x=\""
         << kLeft + std::max(line.ours, line.peer) * scale + 8 << "\" y=\"" << y + 16 << "\">" << fixed(line.ours, 0)
-        << " <tspan class=\"axis\">/ " << fixed(line.peer, 0) << " = " << fixed(line.ours / line.peer, 2)
-        << "</tspan></text>";
+        << " <tspan class=\"axis\">";
+    if (line.peer > 0) svg << "/ " << fixed(line.peer, 0) << " = " << fixed(line.ours / line.peer, 2);
+    svg << "</tspan></text>";
     y += kPair;
   }
   svg << "<rect rx=\"2\" fill=\"var(--s1)\" x=\"" << kLeft << "\" y=\"" << y + 12 << "\" width=\"14\" height=\"" << kBar
@@ -298,8 +299,9 @@ void writeTable(std::ostream& out, const std::vector<Family>& all) {
          "<th class=\"group\">qlmjp</th><th>independent</th><th>ratio</th><th class=\"group\">qlmjp</th>"
          "<th>independent</th><th>ratio</th><th class=\"group\">check</th></tr></thead><tbody>";
   const auto speed = [&out](const Speed& s) {
-    out << "<td class=\"group\">" << fixed(s.ours, 1) << "</td><td>" << fixed(s.peer, 1) << "</td><td>"
-        << fixed(s.ratio(), 2) << "</td>";
+    const bool raced = s.peer > 0;
+    out << "<td class=\"group\">" << fixed(s.ours, 1) << "</td><td>" << (raced ? fixed(s.peer, 1) : "–") << "</td><td>"
+        << (raced ? fixed(s.ratio(), 2) : "–") << "</td>";
   };
   for (const Family& family : all) {
     out << "<tr class=\"family\"><td colspan=\"13\">" << family.name << " <span class=\"soft\">against "
@@ -373,7 +375,8 @@ void writeCrops(std::ostream& out, const std::vector<Spot>& spots, const std::ve
 
 }  // namespace
 
-std::string page(const std::string& name, const sample::Picture& picture, const std::vector<Result>& results) {
+std::string page(const std::string& name, const sample::Picture& picture, const std::vector<Result>& results,
+                 const std::vector<Exhibit>& bands) {
   const std::vector<Family> all = families(results);
   size_t bytes = 0;
   for (const Result& r : results) bytes += r.file.size();
@@ -461,7 +464,13 @@ std::string page(const std::string& name, const sample::Picture& picture, const 
     }
     out << "</div>";
   }
-  out << "</main><script>" << kScript << "</script></body></html>\n";
+  out << "<h2>Bands of wavelets</h2><p>What three levels of JPEG 2000's wavelets make of the picture, before anything "
+         "is quantised or coded. In the corner stands what is low in both directions, halved three times; the other "
+         "bands hold details, shown three times as strong around mid grey.</p><div class=\"charts\">";
+  for (const Exhibit& exhibit : bands)
+    out << "<figure><a href=\"" << exhibit.file << "\"><img alt=\"" << exhibit.file << "\" src=\""
+        << reducedUri(exhibit.picture, factor) << "\"></a><figcaption>" << exhibit.caption << "</figcaption></figure>";
+  out << "</div></main><script>" << kScript << "</script></body></html>\n";
   return out.str();
 }
 

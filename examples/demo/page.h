@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "exhibit.h"
 #include "measure.h"
 
 namespace demo {
 
-std::string page(const std::string& name, const sample::Picture& picture, const std::vector<Result>& results);
+std::string page(const std::string& name, const sample::Picture& picture, const std::vector<Result>& results,
+                 const std::vector<Exhibit>& bands);
 
 }  // namespace demo

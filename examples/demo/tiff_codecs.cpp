@@ -14,13 +14,13 @@ std::vector<Codec> tiffCodecs() {
         .mime = "",
         .channels = channels,
         .tolerance = 0,
-        .encode = [](const sample::Picture& picture) { return sample::writeTiff(sample::toTiff(picture)); },
+        .encode = [](const sample::Picture& picture) { return sample::writeTiff(sample::toBits(picture, 8)); },
         .decode = [](const Bytes& file,
-                     sample::Picture& picture) { picture = sample::fromTiff(sample::readTiff(file)); },
+                     sample::Picture& picture) { picture = sample::to8Bits(sample::readTiff(file)); },
         .peer = "libtiff",
-        .peerEncode = [](const sample::Picture& picture) { return sample::peerWriteTiff(sample::toTiff(picture)); },
+        .peerEncode = [](const sample::Picture& picture) { return sample::peerWriteTiff(sample::toBits(picture, 8)); },
         .peerDecode = [](const Bytes& file,
-                         sample::Picture& picture) { picture = sample::fromTiff(sample::peerReadTiff(file)); },
+                         sample::Picture& picture) { picture = sample::to8Bits(sample::peerReadTiff(file)); },
     });
   }
   return codecs;

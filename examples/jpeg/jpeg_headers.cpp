@@ -86,18 +86,27 @@ void readApp14(Segment segment, JpegHeaders& headers) {
   if (segment.rest.size() >= 12 && startsWith(segment.rest, "Adobe")) headers.adobeTransform = segment.rest[11];
 }
 
+void checkPrecision(JpegProcess process, int32_t precision) {
+  const bool known =
+      process == JpegProcess::kLossless ? precision >= 2 && precision <= 16 : precision == 8 || precision == 12;
+  if (!known) throw JpegError("unsupported: " + std::to_string(precision) + " bits a sample");
+}
+
 // T.81 B.2.2
-void readFrame(Segment segment, JpegFrame& frame) {
+void readFrame(Segment segment, JpegProcess process, JpegHeaders& headers) {
+  JpegFrame& frame = headers.frame;
   if (!frame.components.empty()) failTable(segment, "a second frame");
-  const int32_t precision = takeByte(segment);
-  if (precision != 8) throw JpegError("unsupported: " + std::to_string(precision) + " bits a sample");
+  frame.process = process;
+  frame.precision = takeByte(segment);
+  checkPrecision(process, frame.precision);
   frame.height = takeWord(segment);
   frame.width = takeWord(segment);
   if (frame.width == 0) failTable(segment, "a width of 0");
   if (frame.height == 0) throw JpegError("unsupported: a height of 0, to be defined behind the first scan (DNL)");
   const int32_t count = takeByte(segment);
   if (count == 0) failTable(segment, "no components");
-  if (count != 1 && count != 3 && count != 4) throw JpegError("unsupported: " + std::to_string(count) + " components");
+  if (count > 4 || (count == 2 && process != JpegProcess::kLossless))
+    throw JpegError("unsupported: " + std::to_string(count) + " components");
   for (int32_t i = 0; i < count; ++i) {
     const auto id = static_cast<uint8_t>(takeByte(segment));
     const int32_t factors = takeByte(segment), h = factors >> 4, v = factors & 15, slot = takeByte(segment);
@@ -108,6 +117,9 @@ void readFrame(Segment segment, JpegFrame& frame) {
   }
   // A single component is never interleaved, so its factors have no meaning (A.2.2).
   if (count == 1) frame.components[0].h = frame.components[0].v = 1;
+  if (process == JpegProcess::kLossless && frame.blocksInMcu() > count)
+    throw JpegError("unsupported: lossless with subsampled components");
+  headers.coded = JpegCoverage(process);
 }
 
 template <typename T>
@@ -120,36 +132,41 @@ const T& tableInUse(const std::array<std::optional<T>, 4>& tables, int32_t slot,
 
 // T.81 B.2.3
 void readScan(Segment segment, JpegHeaders& headers, JpegScan& scan) {
-  const auto& components = headers.frame.components;
-  if (components.empty()) failTable(segment, "a scan before the frame");
+  const JpegFrame& frame = headers.frame;
+  if (frame.components.empty()) failTable(segment, "a scan before the frame");
   const int32_t count = takeByte(segment);
-  if (count < 1 || static_cast<size_t>(count) > components.size()) failTable(segment, "wrong number of components");
-  scan.components.clear();
-  int32_t blocks = 0;
+  if (count < 1 || static_cast<size_t>(count) > frame.components.size())
+    failTable(segment, "wrong number of components");
+  JpegScanSpec spec;
+  std::array<int32_t, 4> slots{};
   for (int32_t i = 0; i < count; ++i) {
     const auto id = static_cast<uint8_t>(takeByte(segment));
-    const int32_t slots = takeByte(segment);
-    const auto found = std::ranges::find(components, id, &JpegComponent::id);
-    if (found == components.end()) failTable(segment, "a component that the frame does not have");
-    const auto index = static_cast<size_t>(found - components.begin());
-    if (std::ranges::count(scan.components, index, &ScanComponent::component)) failTable(segment, "a component twice");
-    scan.components.push_back({index, &tableInUse(headers.dcTables, slots >> 4, "DC Huffman"),
-                               &tableInUse(headers.acTables, slots & 15, "AC Huffman")});
-    if (!headers.componentQuant[index])
-      headers.componentQuant[index] = tableInUse(headers.quant, found->quantSlot, "quantisation");
-    blocks += found->h * found->v;
+    slots[static_cast<size_t>(i)] = takeByte(segment);
+    const auto found = std::ranges::find(frame.components, id, &JpegComponent::id);
+    if (found == frame.components.end()) failTable(segment, "a component that the frame does not have");
+    spec.components.push_back(static_cast<size_t>(found - frame.components.begin()));
   }
-  if (count > 1 && blocks > kMaxBlocksInMcu) failTable(segment, "more than 10 blocks in an MCU");
-  take(segment, 3);  // spectral selection and approximation: without meaning in a sequential scan
+  const int32_t ss = takeByte(segment), se = takeByte(segment), bits = takeByte(segment);
+  // In a sequential scan these bytes have no meaning, and not every writer fills them in.
+  if (frame.process != JpegProcess::kSequential) spec.ss = ss, spec.se = se, spec.ah = bits >> 4, spec.al = bits & 15;
+  if (const std::string why = headers.coded.add(spec, frame); !why.empty()) failTable(segment, why);
+
+  const bool dct = frame.process != JpegProcess::kLossless;
+  const bool needsDc = !dct || (spec.ss == 0 && spec.ah == 0), needsAc = dct && spec.se > 0;
+  JpegScan next{spec, {}, {}};
+  for (size_t i = 0; i < spec.components.size(); ++i) {
+    if (needsDc) next.dcTables[i] = &tableInUse(headers.dcTables, slots[i] >> 4, "DC Huffman");
+    if (needsAc) next.acTables[i] = &tableInUse(headers.acTables, slots[i] & 15, "AC Huffman");
+    const size_t c = spec.components[i];
+    if (dct && !headers.componentQuant[c])
+      headers.componentQuant[c] = tableInUse(headers.quant, frame.components[c].quantSlot, "quantisation");
+  }
+  scan = next;
 }
 
-// What a frame marker other than SOF0 and SOF1 announces; empty for other markers.
+// What a frame marker other than SOF0 to SOF3 announces; empty for other markers.
 std::string_view unsupportedProcess(uint8_t marker) {
   switch (marker) {
-    case 0xC2:
-      return "progressive DCT (SOF2)";
-    case 0xC3:
-      return "lossless (SOF3)";
     case 0xC5:
       return "hierarchical, sequential DCT (SOF5)";
     case 0xC6:
@@ -177,7 +194,8 @@ std::string_view unsupportedProcess(uint8_t marker) {
   }
 }
 
-bool standsAlone(uint8_t marker) { return marker == kTem || marker == kSoi || (marker >= kRst0 && marker <= kRst7); }
+// Reserved markers are what damage makes of coded data.
+bool standsAlone(uint8_t marker) { return marker < kSof0 || marker == kSoi || (marker >= kRst0 && marker <= kRst7); }
 
 }  // namespace
 
@@ -198,7 +216,7 @@ bool nextScan(JpegInput& input, JpegHeaders& headers, JpegScan& scan) {
     throw JpegError("not a JPEG file");
   for (;;) {
     const std::optional<uint8_t> marker = nextMarker(input);
-    if (!marker && !scan.components.empty())
+    if (!marker && !scan.spec.components.empty())
       throw JpegError("truncated: the file ends without its end-of-image marker");
     if (!marker) failTruncated();
     if (const std::string_view process = unsupportedProcess(*marker); !process.empty())
@@ -212,7 +230,13 @@ bool nextScan(JpegInput& input, JpegHeaders& headers, JpegScan& scan) {
         return true;
       case kSof0:
       case kSof1:
-        readFrame(takeSegment(input, "SOF"), headers.frame);
+        readFrame(takeSegment(input, "SOF"), JpegProcess::kSequential, headers);
+        break;
+      case kSof2:
+        readFrame(takeSegment(input, "SOF"), JpegProcess::kProgressive, headers);
+        break;
+      case kSof3:
+        readFrame(takeSegment(input, "SOF"), JpegProcess::kLossless, headers);
         break;
       case kDqt:
         readQuantTables(takeSegment(input, "DQT"), headers);
@@ -238,10 +262,12 @@ bool nextScan(JpegInput& input, JpegHeaders& headers, JpegScan& scan) {
 JpegColour colourOf(const JpegHeaders& headers) {
   const auto& c = headers.frame.components;
   if (c.size() == 1) return JpegColour::kGrey;
+  if (c.size() == 2) return JpegColour::kPair;
   if (c.size() == 4) return headers.adobeTransform == 2 ? JpegColour::kYcck : JpegColour::kCmyk;
   if (headers.jfif) return JpegColour::kYCbCr;
   if (headers.adobeTransform >= 0) return headers.adobeTransform == 0 ? JpegColour::kRgb : JpegColour::kYCbCr;
-  return c[0].id == 'R' && c[1].id == 'G' && c[2].id == 'B' ? JpegColour::kRgb : JpegColour::kYCbCr;
+  const bool named = c[0].id == 'R' && c[1].id == 'G' && c[2].id == 'B';
+  return named || headers.frame.process == JpegProcess::kLossless ? JpegColour::kRgb : JpegColour::kYCbCr;
 }
 
 // The library reorders tables of bytes; entries of 16 bits go through it as two of them.

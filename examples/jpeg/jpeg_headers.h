@@ -7,6 +7,7 @@
 #include <span>
 
 #include "jpeg/jpeg_format.h"
+#include "jpeg/jpeg_script.h"
 
 namespace sample {
 
@@ -22,31 +23,27 @@ struct JpegHeaders {
   std::array<std::optional<QuantTable>, 4> quant;
   std::array<std::optional<QlmDecodeHuffmanSpec>, 4> dcTables, acTables;
   std::array<std::optional<QuantTable>, 4> componentQuant;  // by component, as its first scan met it
+  JpegCoverage coded{JpegProcess::kSequential};
   int32_t restartInterval = 0;
   bool jfif = false;
   int32_t adobeTransform = -1;  // -1 without an Adobe marker
 };
 
-struct ScanComponent {
-  size_t component;  // index in the frame
-  const QlmDecodeHuffmanSpec* dcTable;
-  const QlmDecodeHuffmanSpec* acTable;
-};
-
 struct JpegScan {
-  std::vector<ScanComponent> components;
+  JpegScanSpec spec;
+  std::array<const QlmDecodeHuffmanSpec*, 4> dcTables{}, acTables{};  // by place in the scan; null where not needed
 };
 
 // Reads on behind the header of the next scan; false at the end of the image. At position 0 the file must begin as a
-// JPEG does. Throws JpegError.
+// JPEG does. Throws JpegError behind what is wrong, so that reading may go on.
 bool nextScan(JpegInput& input, JpegHeaders& headers, JpegScan& scan);
 
 // Goes behind the next marker, past whatever lies before it, and returns its second byte; no value at the end of the
 // file.
 std::optional<uint8_t> nextMarker(JpegInput& input);
 
-// By the number of components; three by JFIF, else by the Adobe marker, else by their identifiers; four are CMYK unless
-// the Adobe marker says YCCK.
+// By the number of components; three by JFIF, else by the Adobe marker, else by their identifiers, else RGB in lossless
+// files and YCbCr in others; four are CMYK unless the Adobe marker says YCCK.
 JpegColour colourOf(const JpegHeaders& headers);
 
 // For the inverse DCT: natural order.

@@ -14,26 +14,28 @@ QlmSize sizeOf(const Picture& plane) { return {plane.width, plane.height}; }
 bool halfWide(const Picture& plane, int32_t width) { return 2 * plane.width == width; }
 bool halfHigh(const Picture& plane, int32_t height) { return 2 * plane.height == height; }
 
+template <size_t kChannels>
 void split(const uint8_t* pixels, int32_t step, Planes& planes) {
-  const auto channels = static_cast<ptrdiff_t>(planes.size());
-  for (ptrdiff_t c = 0; c < channels; ++c) {
-    Picture& plane = planes[static_cast<size_t>(c)];
-    for (int32_t y = 0; y < plane.height; ++y) {
-      const uint8_t* from = pixels + ptrdiff_t{step} * y + c;
-      uint8_t* to = plane.row(y);
-      for (int32_t x = 0; x < plane.width; ++x) to[x] = from[x * channels];
-    }
+  const auto width = static_cast<size_t>(planes[0].width);
+  for (int32_t y = 0; y < planes[0].height; ++y) {
+    const uint8_t* from = pixels + ptrdiff_t{step} * y;
+    uint8_t* to[kChannels];
+    for (size_t c = 0; c < kChannels; ++c) to[c] = planes[c].row(y);
+    for (size_t x = 0; x < width; ++x)
+      for (size_t c = 0; c < kChannels; ++c) to[c][x] = from[kChannels * x + c];
   }
 }
 
-void join(const Planes& planes, Picture& picture) {
-  const auto channels = static_cast<ptrdiff_t>(planes.size());
-  for (ptrdiff_t c = 0; c < channels; ++c)
-    for (int32_t y = 0; y < picture.height; ++y) {
-      const uint8_t* from = planes[static_cast<size_t>(c)].row(y);
-      uint8_t* to = picture.row(y) + c;
-      for (int32_t x = 0; x < picture.width; ++x) to[x * channels] = from[x];
-    }
+template <size_t kChannels>
+void join(const std::array<const Picture*, 4>& planes, uint8_t* pixels, int32_t step, QlmSize size) {
+  const auto width = static_cast<size_t>(size.width);
+  for (int32_t y = 0; y < size.height; ++y) {
+    const uint8_t* from[kChannels];
+    for (size_t c = 0; c < kChannels; ++c) from[c] = planes[c]->row(y);
+    uint8_t* to = pixels + ptrdiff_t{step} * y;
+    for (size_t x = 0; x < width; ++x)
+      for (size_t c = 0; c < kChannels; ++c) to[kChannels * x + c] = from[c][x];
+  }
 }
 
 void rgbToPlanes(const uint8_t* pixels, int32_t step, Planes& planes) {
@@ -65,44 +67,22 @@ void cmykToPlanes(const uint8_t* pixels, int32_t step, Planes& planes) {
   }
 }
 
-// Each sample repeated, for any ratio.
-Picture upsampleReplicate(const Picture& plane, int32_t width, int32_t height) {
-  Picture full(width, height, 1);
-  for (int32_t y = 0; y < height; ++y) {
-    const uint8_t* from = plane.row(static_cast<int32_t>(int64_t{y} * plane.height / height));
-    uint8_t* to = full.row(y);
-    for (int32_t x = 0; x < width; ++x) to[x] = from[int64_t{x} * plane.width / width];
-  }
-  return full;
-}
-
 // Straight from chroma of half the width, or half the width and height. The library converts pairs of columns (and
 // rows) here; an odd picture is taken from an even one, for which the padding of the planes has samples.
-void subsampledToRgb(const Planes& planes, bool both, Picture& picture) {
-  const int32_t oddColumns = picture.width % 2, oddRows = both ? picture.height % 2 : 0;
+void subsampledToRgb(const std::array<const Picture*, 4>& planes, uint8_t* pixels, int32_t step, QlmSize size) {
+  const bool both = planes[1]->height < planes[0]->height;
+  const int32_t oddColumns = size.width % 2, oddRows = both ? size.height % 2 : 0;
   if (oddColumns + oddRows > 0) {
-    Picture even(picture.width + oddColumns, picture.height + oddRows, 3);
-    subsampledToRgb(planes, both, even);
-    picture = crop(even, 0, 0, picture.width, picture.height);
+    Picture even(size.width + oddColumns, size.height + oddRows, 3);
+    subsampledToRgb(planes, even.row(0), even.step(), sizeOf(even));
+    for (int32_t y = 0; y < size.height; ++y)
+      std::memcpy(pixels + ptrdiff_t{step} * y, even.row(y), static_cast<size_t>(size.width) * 3);
     return;
   }
-  const uint8_t* const from[]{planes[0].row(0), planes[1].row(0), planes[2].row(0)};
-  const int32_t steps[]{planes[0].step(), planes[1].step(), planes[2].step()};
+  const uint8_t* const from[]{planes[0]->row(0), planes[1]->row(0), planes[2]->row(0)};
+  const int32_t steps[]{planes[0]->step(), planes[1]->step(), planes[2]->step()};
   const auto toRgb = both ? qlmiYCbCr411ToRGB_JPEG_8u_P3C3R : qlmiYCbCr422ToRGB_JPEG_8u_P3C3R;
-  toRgb(from, steps, picture.row(0), picture.step(), sizeOf(picture));
-}
-
-// Planes of one size, at least that of the picture.
-void wholePlanesToPixels(JpegColour colour, const Planes& planes, Picture& picture) {
-  const uint8_t* from[4]{};
-  for (size_t i = 0; i < planes.size(); ++i) from[i] = planes[i].row(0);
-  const int32_t step = planes[0].step();
-  if (colour == JpegColour::kYCbCr)
-    qlmiYCbCrToRGB_JPEG_8u_P3C3R(from, step, picture.row(0), picture.step(), sizeOf(picture));
-  else if (colour == JpegColour::kYcck)
-    qlmiYCCKToCMYK_JPEG_8u_P4C4R(from, step, picture.row(0), picture.step(), sizeOf(picture));
-  else
-    join(planes, picture);
+  toRgb(from, steps, pixels, step, size);
 }
 
 }  // namespace
@@ -112,45 +92,68 @@ void pixelsToPlanes(JpegColour colour, const uint8_t* pixels, int32_t step, Plan
     rgbToPlanes(pixels, step, planes);
   else if (colour == JpegColour::kYcck)
     cmykToPlanes(pixels, step, planes);
+  else if (planes.size() == 3)
+    split<3>(pixels, step, planes);
   else
-    split(pixels, step, planes);
+    split<4>(pixels, step, planes);
 }
 
-Picture upsampleTriangle(const Picture& plane, int32_t width, int32_t height, bool tall) {
-  if (width == 1) return upsampleReplicate(plane, 2 * plane.width, (tall ? 2 : 1) * plane.height);
-  Picture full(2 * plane.width, (tall ? 2 : 1) * plane.height, 1);
-  for (int32_t y = 0; y < height; ++y) {
+void upsampleReplicate(const Picture& plane, Picture& full) {
+  for (int32_t y = 0; y < full.height; ++y) {
+    const uint8_t* from = plane.row(static_cast<int32_t>(int64_t{y} * plane.height / full.height));
+    uint8_t* to = full.row(y);
+    if (full.width == 2 * plane.width) {
+      for (int32_t x = 0; x < plane.width; ++x) to[2 * x] = to[2 * x + 1] = from[x];
+    } else {
+      for (int32_t x = 0; x < full.width; ++x) to[x] = from[int64_t{x} * plane.width / full.width];
+    }
+  }
+}
+
+void upsampleTriangle(const Picture& plane, int32_t width, int32_t rows, bool tall, const uint8_t* above,
+                      const uint8_t* below, Picture& full) {
+  if (width == 1) return upsampleReplicate(plane, full);
+  for (int32_t y = 0; y < rows; ++y) {
     if (!tall) {
       qlmiSampleUpRowH2V1_Triangle_JPEG_8u_C1(plane.row(y), width, full.row(y));
       continue;
     }
     // The near row counts three times and the next one beyond it once.
-    const uint8_t *above = plane.row(std::max(y - 1, 0)), *below = plane.row(std::min(y + 1, height - 1));
-    qlmiSampleUpRowH2V2_Triangle_JPEG_8u_C1(plane.row(y), above, width, full.row(2 * y));
-    qlmiSampleUpRowH2V2_Triangle_JPEG_8u_C1(plane.row(y), below, width, full.row(2 * y + 1));
+    qlmiSampleUpRowH2V2_Triangle_JPEG_8u_C1(plane.row(y), y == 0 ? above : plane.row(y - 1), width, full.row(2 * y));
+    qlmiSampleUpRowH2V2_Triangle_JPEG_8u_C1(plane.row(y), y == rows - 1 ? below : plane.row(y + 1), width,
+                                            full.row(2 * y + 1));
   }
-  return full;
 }
 
-void planesToPixels(JpegColour colour, Planes& planes, Upsampling upsampling, Picture& picture) {
-  const int32_t width = std::ranges::max(planes, {}, &Picture::width).width;
-  const int32_t height = std::ranges::max(planes, {}, &Picture::height).height;
-  const auto whole = [&](const Picture& plane) { return plane.width == width && plane.height == height; };
-  if (colour == JpegColour::kYCbCr && upsampling == Upsampling::kReplicate && whole(planes[0]) &&
-      halfWide(planes[1], width) && planes[1].width == planes[2].width && planes[1].height == planes[2].height &&
-      (halfHigh(planes[1], height) || planes[1].height == height)) {
-    subsampledToRgb(planes, halfHigh(planes[1], height), picture);
-    return;
-  }
-  for (Picture& plane : planes) {
-    if (whole(plane)) continue;
-    const bool tall = halfHigh(plane, height);
-    if (upsampling == Upsampling::kTriangle && halfWide(plane, width) && (tall || plane.height == height))
-      plane = upsampleTriangle(plane, (picture.width + 1) / 2, tall ? (picture.height + 1) / 2 : picture.height, tall);
-    else
-      plane = upsampleReplicate(plane, width, height);
-  }
-  wholePlanesToPixels(colour, planes, picture);
+bool fitPixels(JpegColour colour, const Planes& planes, bool replicate) {
+  const Picture& first = planes[0];
+  const auto isSize = [](const Picture& plane, int32_t width, int32_t height) {
+    return plane.width == width && plane.height == height;
+  };
+  if (std::ranges::all_of(planes, [&](const Picture& p) { return isSize(p, first.width, first.height); })) return true;
+  const Picture& chroma = planes[1];
+  return colour == JpegColour::kYCbCr && replicate && halfWide(chroma, first.width) &&
+         (halfHigh(chroma, first.height) || chroma.height == first.height) &&
+         isSize(planes[2], chroma.width, chroma.height);
+}
+
+void planesToPixels(JpegColour colour, const std::array<const Picture*, 4>& planes, uint8_t* pixels, int32_t step,
+                    int32_t width, int32_t height) {
+  const int32_t channels = channelsOf(colour);
+  const QlmSize size{width, height};
+  if (channels > 1 && planes[1]->width < planes[0]->width) return subsampledToRgb(planes, pixels, step, size);
+  const uint8_t* from[4]{};
+  for (size_t i = 0; i < static_cast<size_t>(channels); ++i) from[i] = planes[i]->row(0);
+  if (colour == JpegColour::kYCbCr)
+    qlmiYCbCrToRGB_JPEG_8u_P3C3R(from, planes[0]->step(), pixels, step, size);
+  else if (colour == JpegColour::kYcck)
+    qlmiYCCKToCMYK_JPEG_8u_P4C4R(from, planes[0]->step(), pixels, step, size);
+  else if (channels == 1)
+    join<1>(planes, pixels, step, size);
+  else if (channels == 3)
+    join<3>(planes, pixels, step, size);
+  else
+    join<4>(planes, pixels, step, size);
 }
 
 }  // namespace sample

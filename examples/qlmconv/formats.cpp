@@ -33,25 +33,42 @@ void writeBytes(const fs::path& file, const std::vector<uint8_t>& bytes) {
   if (!out.flush()) fail(file, "cannot be written");
 }
 
-ReadResult readPlain(const fs::path& file, const sample::JpegReadOptions&) { return {sample::readPicture(file), {}}; }
+ReadResult readPlain(const fs::path& file, const sample::JpegReadOptions&) {
+  return {sample::readAnyPicture(file), {}};
+}
 
 // These formats have no CMYK.
-void writePng(const fs::path& file, const sample::Picture& picture, const sample::JpegWriteOptions&) {
-  sample::writePicture(file, picture.channels == 4 ? sample::toRgb(picture) : picture);
+sample::AnyPicture withoutCmyk(const sample::AnyPicture& picture) {
+  if (channelsOf(picture) != 4) return picture;
+  return sample::toRgb(sample::to8Bits(picture));
 }
 
-void writePgm(const fs::path& file, const sample::Picture& picture, const sample::JpegWriteOptions&) {
-  sample::writePicture(file, picture.channels == 1 ? picture : sample::toGrey(sample::toRgb(picture)));
+void writePlain(const fs::path& file, const sample::AnyPicture& picture) {
+  std::visit([&](const auto& p) { sample::writePicture(file, p); }, withoutCmyk(picture));
 }
 
-void writePpm(const fs::path& file, const sample::Picture& picture, const sample::JpegWriteOptions&) {
-  sample::writePicture(file, sample::toRgb(picture));
+void writePng(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+  writePlain(file, picture);
+}
+
+void writePgm(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+  writePlain(file, toGrey(picture));
+}
+
+void writePpm(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+  const auto* deep = std::get_if<sample::Picture16>(&picture);
+  if (deep && deep->channels == 3)
+    sample::writePicture(file, *deep);
+  else
+    sample::writePicture(file, sample::toRgb(sample::to8Bits(picture)));
 }
 
 ReadResult readJpegFile(const fs::path& file, const sample::JpegReadOptions& options) {
   ReadResult result;
   try {
-    sample::readJpeg(readBytes(file), result.picture, options);
+    const std::vector<uint8_t> bytes = readBytes(file);
+    if (sample::readJpegFrame(bytes).precision != 8) result.picture = sample::Picture16();
+    std::visit([&](auto& picture) { sample::readJpeg(bytes, picture, options); }, result.picture);
   } catch (const sample::JpegDamaged& damage) {
     result.warning = damage.what();
   } catch (const sample::JpegError& error) {
@@ -60,20 +77,23 @@ ReadResult readJpegFile(const fs::path& file, const sample::JpegReadOptions& opt
   return result;
 }
 
-void writeJpegFile(const fs::path& file, const sample::Picture& picture, const sample::JpegWriteOptions& options) {
-  writeBytes(file, sample::writeJpeg(picture, options));
+void writeJpegFile(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions& options) {
+  writeBytes(file, std::visit([&](const auto& p) { return sample::writeJpeg(p, options); }, picture));
 }
 
 ReadResult readTiffFile(const fs::path& file, const sample::JpegReadOptions&) {
   try {
-    return {sample::fromTiff(sample::readTiff(readBytes(file))), {}};
+    sample::Picture16 picture = sample::readTiff(readBytes(file));
+    if (picture.bits == 8) return {sample::to8Bits(picture), {}};
+    return {std::move(picture), {}};
   } catch (const sample::TiffError& error) {
     fail(file, error.what());
   }
 }
 
-void writeTiffFile(const fs::path& file, const sample::Picture& picture, const sample::JpegWriteOptions&) {
-  writeBytes(file, sample::writeTiff(sample::toTiff(picture.channels == 4 ? sample::toRgb(picture) : picture)));
+void writeTiffFile(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+  const auto bytes = [](const auto& p) { return sample::writeTiff(sample::toBits(p, bitsOf(p) > 8 ? 16 : 8)); };
+  writeBytes(file, std::visit(bytes, withoutCmyk(picture)));
 }
 
 const Format kFormats[]{
@@ -95,6 +115,28 @@ const Format* findFormat(const fs::path& file) {
   const auto found = std::ranges::find_if(
       kFormats, [&](const Format& format) { return std::ranges::count(format.extensions, extension) > 0; });
   return found == std::end(kFormats) ? nullptr : found;
+}
+
+int32_t channelsOf(const sample::AnyPicture& picture) {
+  return std::visit([](const auto& p) { return p.channels; }, picture);
+}
+
+int32_t bitsOf(const sample::AnyPicture& picture) {
+  const auto* deep = std::get_if<sample::Picture16>(&picture);
+  return deep ? deep->bits : 8;
+}
+
+sample::AnyPicture toGrey(const sample::AnyPicture& picture) {
+  const auto* deep = std::get_if<sample::Picture16>(&picture);
+  if (channelsOf(picture) == 1) return picture;
+  if (deep && deep->channels == 3) return sample::toGrey(*deep);
+  return sample::toGrey(sample::toRgb(sample::to8Bits(picture)));
+}
+
+sample::AnyPicture toBits(const sample::AnyPicture& picture, int32_t bits) {
+  if (bitsOf(picture) == bits) return picture;
+  if (bits == 8) return sample::to8Bits(picture);
+  return std::visit([&](const auto& p) -> sample::AnyPicture { return sample::toBits(p, bits); }, picture);
 }
 
 std::string listFormats() {

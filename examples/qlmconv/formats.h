@@ -12,14 +12,14 @@
 namespace qlmconv {
 
 struct ReadResult {
-  sample::Picture picture;
+  sample::AnyPicture picture;
   std::string warning;  // why the picture is not whole; empty where it is
 };
 
 struct Format {
   std::vector<std::string_view> extensions;
   ReadResult (*read)(const std::filesystem::path& file, const sample::JpegReadOptions& options);
-  void (*write)(const std::filesystem::path& file, const sample::Picture& picture,
+  void (*write)(const std::filesystem::path& file, const sample::AnyPicture& picture,
                 const sample::JpegWriteOptions& options);
 };
 
@@ -28,5 +28,10 @@ const Format* findFormat(const std::filesystem::path& file);
 
 // "png, ppm, ..."
 std::string listFormats();
+
+int32_t channelsOf(const sample::AnyPicture& picture);
+int32_t bitsOf(const sample::AnyPicture& picture);
+sample::AnyPicture toGrey(const sample::AnyPicture& picture);
+sample::AnyPicture toBits(const sample::AnyPicture& picture, int32_t bits);
 
 }  // namespace qlmconv

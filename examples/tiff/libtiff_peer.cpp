@@ -99,7 +99,7 @@ T field(TIFF* tiff, uint32_t tag) {
 
 }  // namespace
 
-std::vector<uint8_t> peerWriteTiff(const TiffPicture& picture, int32_t rowsPerStrip) {
+std::vector<uint8_t> peerWriteTiff(const Picture16& picture, int32_t rowsPerStrip) {
   const Shape shape{picture.width, picture.height, picture.channels, picture.bits, rowsPerStrip};
   return write(shape, [&](TIFF* tiff) {
     const int32_t perRow = picture.width * picture.channels;
@@ -114,19 +114,16 @@ std::vector<uint8_t> peerWriteTiff(const TiffPicture& picture, int32_t rowsPerSt
   });
 }
 
-TiffPicture peerReadTiff(std::span<const uint8_t> file) {
+Picture16 peerReadTiff(std::span<const uint8_t> file) {
   Memory memory{{file.begin(), file.end()}, 0};
   const Tiff tiff = open(memory, "r");
   const auto channels = field<uint16_t>(tiff.get(), TIFFTAG_SAMPLESPERPIXEL);
   const bool planes = field<uint16_t>(tiff.get(), TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE && channels == 2;
   const auto bits = field<uint16_t>(tiff.get(), TIFFTAG_BITSPERSAMPLE);
-  TiffPicture picture{static_cast<int32_t>(field<uint32_t>(tiff.get(), TIFFTAG_IMAGEWIDTH)),
-                      static_cast<int32_t>(field<uint32_t>(tiff.get(), TIFFTAG_IMAGELENGTH)),
-                      planes ? 1 : channels,
-                      planes ? 16 : bits,
-                      {}};
+  Picture16 picture(static_cast<int32_t>(field<uint32_t>(tiff.get(), TIFFTAG_IMAGEWIDTH)),
+                    static_cast<int32_t>(field<uint32_t>(tiff.get(), TIFFTAG_IMAGELENGTH)), planes ? 1 : channels,
+                    planes ? 16 : bits);
   const size_t perRow = static_cast<size_t>(picture.width) * static_cast<size_t>(picture.channels);
-  picture.samples.resize(perRow * static_cast<size_t>(picture.height));
   std::vector<uint16_t> row(static_cast<size_t>(TIFFScanlineSize(tiff.get())) / 2 + 1);
   for (uint16_t plane = 0; plane < (planes ? 2 : 1); ++plane) {
     for (int32_t y = 0; y < picture.height; ++y) {

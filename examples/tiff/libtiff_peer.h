@@ -12,9 +12,9 @@ namespace sample {
 // All throw std::runtime_error with libtiff's message.
 
 // A file that libtiff packs with PackBits, in strips of `rowsPerStrip` rows.
-std::vector<uint8_t> peerWriteTiff(const TiffPicture& picture, int32_t rowsPerStrip = 64);
+std::vector<uint8_t> peerWriteTiff(const Picture16& picture, int32_t rowsPerStrip = 64);
 // Two 8-bit planes are taken for the high and the low bytes of 16-bit grey.
-TiffPicture peerReadTiff(std::span<const uint8_t> file);
+Picture16 peerReadTiff(std::span<const uint8_t> file);
 
 // Grey pictures of one strip: packed by libtiff, and with a strip that was packed elsewhere.
 std::vector<uint8_t> tiffWrite(const Picture& grey);

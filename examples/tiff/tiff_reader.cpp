@@ -140,14 +140,7 @@ class Strips {
 
 }  // namespace
 
-Picture fromTiff(const TiffPicture& picture) {
-  Picture result(picture.width, picture.height, picture.channels);
-  for (size_t i = 0; i < picture.samples.size(); ++i)
-    result.pixels[i] = static_cast<uint8_t>(picture.samples[i] >> (picture.bits - 8));
-  return result;
-}
-
-TiffPicture readTiff(const std::vector<uint8_t>& file) {
+Picture16 readTiff(const std::vector<uint8_t>& file) {
   const Source source(file);
   const Fields fields = readDirectory(source);
   const uint32_t width = first(fields, kImageWidth, 0), height = first(fields, kImageLength, 0);
@@ -163,11 +156,9 @@ TiffPicture readTiff(const std::vector<uint8_t>& file) {
   const bool grey = samples == 1 && photometric == kBlackIsZero, rgb = samples == 3 && photometric == kRgb && !planar;
   if (!bytePlanes && !grey && !rgb) throw TiffError("neither grey nor interleaved RGB");
 
-  TiffPicture picture{static_cast<int32_t>(width),
-                      static_cast<int32_t>(height),
-                      rgb ? 3 : 1,
-                      bytePlanes ? 16 : static_cast<int32_t>(bits),
-                      {}};
+  Picture16 picture;
+  picture.width = static_cast<int32_t>(width), picture.height = static_cast<int32_t>(height);
+  picture.channels = rgb ? 3 : 1, picture.bits = bytePlanes ? 16 : static_cast<int32_t>(bits);
   const int64_t perRow = int64_t{picture.width} * picture.channels, rowBytes = perRow * (bits / 8);
   // Packed bytes stand for at most 64 times as many: what cannot be true is not allocated.
   if (perRow * picture.height > kMostSamples || perRow * picture.height > 64 * static_cast<int64_t>(file.size()))

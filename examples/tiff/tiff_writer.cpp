@@ -72,12 +72,9 @@ void appendDirectory(File& file, std::vector<Field> fields) {
 
 }  // namespace
 
-TiffPicture toTiff(const Picture& picture) {
-  return {picture.width, picture.height, picture.channels, 8, {picture.pixels.begin(), picture.pixels.end()}};
-}
-
-std::vector<uint8_t> writeTiff(const TiffPicture& picture, TiffLayout layout) {
+std::vector<uint8_t> writeTiff(const Picture16& picture, TiffLayout layout) {
   const bool planes = layout == TiffLayout::BytePlanes;
+  if (picture.bits != 8 && picture.bits != 16) throw TiffError("only 8 and 16 bits a sample can be written");
   if (planes && (picture.bits != 16 || picture.channels != 1)) throw TiffError("byte planes are for 16-bit grey");
   const int32_t perRow = picture.width * picture.channels;
   const auto row = [&](int32_t y) { return picture.samples.data() + ptrdiff_t{perRow} * y; };

@@ -1454,15 +1454,560 @@ QLM_API QlmStatus qlmiDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* src, 
 
 /** @} */
 /** @name Huffman coding of progressive blocks (T.81 Annex G)
+ *  One block of one scan a call, in both directions: the first scan of the DC coefficients, the first scan of a band of
+ *  AC coefficients, and the scans that add one bit to either. The band is the zig-zag positions @p ss to @p se; @p al
+ *  is how many low bits of the coefficients the scan leaves to later ones. Streams, positions, markers and last DC
+ *  values are as for baseline blocks. Blocks are in natural order; the decoders never clear one: the caller keeps all
+ *  coefficients of the picture, which start from zero, and every scan adds its part.
+ *
+ *  A scan, or a restart interval of it, is coded with a state of its own: from Init, block by block, and for the
+ *  encoders up to a call with the flush flag set. DC and AC scans hold their pending bits in different forms, so each
+ *  is to be ended by its own function.
  *  @{ */
+
+/**
+ * Encodes the DC coefficient of one block in a first scan (T.81 G.1.2.1), or ends a segment.
+ *
+ * The value is the coefficient shifted right by @p al, rounded down. With @p flush set the pending bits are padded with
+ * ones and stored, and the state is reset; nothing else is looked at, so @p src, @p lastDC and @p dcTable may then be
+ * null. Bytes of the destination behind the new position may have been written, too.
+ *
+ * @param[in] src  64 quantised coefficients in natural order, of which the first is read
+ * @param[out] dst  the destination, from its beginning
+ * @param[in] dstLength  length of the destination in bytes
+ * @param[in,out] dstPosition  position in the destination in bytes, moved on behind the bytes stored
+ * @param[in,out] lastDC  shifted DC value of the block before of the same component, replaced by that of this block
+ *                        before anything is written
+ * @param[in] al  low bits that are left out, 0 to 13
+ * @param[in] dcTable  codes of the categories of DC differences
+ * @param[in,out] state  pending bits
+ * @param[in] flush  nonzero to end the segment
+ * @retval qlmOk  the block is encoded, or the segment ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null
+ * @retval qlmErrSize  @p dstLength is below 1
+ * @retval qlmErrBadArgument  @p al is outside its range
+ * @retval qlmErrDctRange  the difference has a category above 11; nothing is written
+ * @retval qlmErrHuffTable  the category has no code in the table; nothing is written
+ * @retval qlmErrOutOfBuffer  the destination is full, as for qlmiEncodeHuffman8x8_JPEG_16s1u_C1()
+ */
+QLM_API QlmStatus qlmiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const int16_t* src, uint8_t* dst, int32_t dstLength,
+                                                             int32_t* dstPosition, int16_t* lastDC, int32_t al,
+                                                             const QlmEncodeHuffmanSpec* dcTable,
+                                                             QlmEncodeHuffmanState* state, int32_t flush);
+
+/**
+ * Encodes one more bit of the DC coefficient of one block (T.81 G.1.2.1), or ends a segment.
+ *
+ * The bit is bit @p al of the coefficient. With @p flush set the pending bits are padded with ones and stored, and the
+ * state is reset; @p src may then be null.
+ *
+ * @param[in] src  64 quantised coefficients in natural order, of which the first is read
+ * @param[out] dst  the destination, from its beginning
+ * @param[in] dstLength  length of the destination in bytes
+ * @param[in,out] dstPosition  position in the destination in bytes, moved on behind the bytes stored
+ * @param[in] al  the bit, 0 to 13
+ * @param[in,out] state  pending bits
+ * @param[in] flush  nonzero to end the segment
+ * @retval qlmOk  the bit is encoded, or the segment ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null
+ * @retval qlmErrSize  @p dstLength is below 1
+ * @retval qlmErrBadArgument  @p al is outside its range
+ * @retval qlmErrOutOfBuffer  the destination is full, as for qlmiEncodeHuffman8x8_JPEG_16s1u_C1()
+ */
+QLM_API QlmStatus qlmiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const int16_t* src, uint8_t* dst, int32_t dstLength,
+                                                              int32_t* dstPosition, int32_t al,
+                                                              QlmEncodeHuffmanState* state, int32_t flush);
+
+/**
+ * Encodes a band of one block in its first scan (T.81 G.1.2.2), or ends a segment.
+ *
+ * Magnitudes are shifted right by @p al; what becomes zero counts as zero. Blocks whose band ends with zeroes are
+ * counted into a run, which is written before the next coefficient, when it reaches 32767, or at the end of the
+ * segment. With @p flush set the run is written, with the correction bits that @p state may hold, the last byte is
+ * padded with ones where bits are pending for it, and the state is reset, except that `eobRun` remains where its
+ * symbol could not be written; @p src, @p ss, @p se and @p al are then not looked at, and @p src may be null.
+ *
+ * Up to 64 bits stay pending in @p state between calls. Bytes of the destination behind the new position may have been
+ * written, too.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  the destination, from its beginning
+ * @param[in] dstLength  length of the destination in bytes
+ * @param[in,out] dstPosition  position in the destination in bytes, moved on behind the bytes stored
+ * @param[in] ss  first zig-zag position of the band, 1 to 63
+ * @param[in] se  last zig-zag position of the band, @p ss to 63
+ * @param[in] al  low bits that are left out, 0 to 13
+ * @param[in] acTable  codes of the AC symbols: run of zeroes * 16 + category, and log2 of a run of blocks * 16
+ * @param[in,out] state  pending bits and the pending run
+ * @param[in] flush  nonzero to end the segment
+ * @retval qlmOk  the block is encoded, or the segment ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null
+ * @retval qlmErrSize  @p dstLength is below 1
+ * @retval qlmErrBadArgument  @p ss, @p se or @p al is outside its range
+ * @retval qlmErrDctRange  a shifted magnitude has more than 11 bits, or a run that the state was given is too long
+ * @retval qlmErrHuffTable  a symbol has no code in the table
+ * @retval qlmErrOutOfBuffer  the destination is full
+ *
+ * After the last three what stands before the failure is written, or pending in @p state. A flush resets the state all
+ * the same.
+ */
+QLM_API QlmStatus qlmiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const int16_t* src, uint8_t* dst, int32_t dstLength,
+                                                             int32_t* dstPosition, int32_t ss, int32_t se, int32_t al,
+                                                             const QlmEncodeHuffmanSpec* acTable,
+                                                             QlmEncodeHuffmanState* state, int32_t flush);
+
+/**
+ * Encodes one more bit of a band of one block (T.81 G.1.2.3), or ends a segment.
+ *
+ * Coefficients that become nonzero by bit @p al are coded with their signs. Those that were nonzero before have a
+ * correction bit each, which follows the next symbol; the correction bits of blocks in a pending run are kept in
+ * @p state, and the run is also written once there are more than 937 of them. Otherwise as
+ * qlmiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1().
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[out] dst  the destination, from its beginning
+ * @param[in] dstLength  length of the destination in bytes
+ * @param[in,out] dstPosition  position in the destination in bytes, moved on behind the bytes stored
+ * @param[in] ss  first zig-zag position of the band, 1 to 63
+ * @param[in] se  last zig-zag position of the band, @p ss to 63
+ * @param[in] al  the bit, 0 to 13
+ * @param[in] acTable  codes of the AC symbols: run of zeroes * 16 + 1, and log2 of a run of blocks * 16
+ * @param[in,out] state  pending bits, the pending run and its correction bits
+ * @param[in] flush  nonzero to end the segment
+ * @retval qlmOk  the block is encoded, or the segment ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null
+ * @retval qlmErrSize  @p dstLength is below 1
+ * @retval qlmErrBadArgument  @p ss, @p se or @p al is outside its range
+ * @retval qlmErrDctRange  a run that the state was given is too long
+ * @retval qlmErrHuffTable  a symbol has no code in the table
+ * @retval qlmErrOutOfBuffer  the destination is full
+ *
+ * After the last three what stands before the failure is written, or pending in @p state, except for the correction
+ * bits of the block that no symbol stands before; `correctionCount` is as before the call. A flush resets the state all
+ * the same.
+ */
+QLM_API QlmStatus qlmiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* src, uint8_t* dst, int32_t dstLength,
+                                                              int32_t* dstPosition, int32_t ss, int32_t se, int32_t al,
+                                                              const QlmEncodeHuffmanSpec* acTable,
+                                                              QlmEncodeHuffmanState* state, int32_t flush);
+
+/**
+ * Decodes the DC coefficient of one block in a first scan (T.81 G.2).
+ *
+ * Of the symbol the low 4 bits count. The other coefficients stay as they are.
+ *
+ * @param[in] src  the source, from its beginning
+ * @param[in] srcLength  length of the source in bytes
+ * @param[in,out] srcPosition  position in the source in bytes, moved on behind the bytes read
+ * @param[in,out] dst  64 quantised coefficients in natural order, of which the first is written
+ * @param[in,out] lastDC  DC value of the block before of the same component, before the shift, replaced by that of this
+ *                        block
+ * @param[in,out] marker  0, or the second byte of the marker that was met
+ * @param[in] al  by how many bits the value is shifted left, 0 to 13
+ * @param[in] dcTable  codes of the categories of DC differences
+ * @param[in,out] state  bits read and not yet used
+ * @retval qlmOk  the block is decoded
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p srcLength is below 1
+ * @retval qlmErrBadArgument  @p al is outside its range
+ * @retval qlmErrOutOfBuffer  the source ends where bits are needed, or with a 0xFF; the block is as before
+ * @retval qlmErrDctRange  bits are needed behind a marker, or no code of up to 16 bits matches; the block is as before
+ */
+QLM_API QlmStatus qlmiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const uint8_t* src, int32_t srcLength,
+                                                             int32_t* srcPosition, int16_t* dst, int16_t* lastDC,
+                                                             int32_t* marker, int32_t al,
+                                                             const QlmDecodeHuffmanSpec* dcTable,
+                                                             QlmDecodeHuffmanState* state);
+
+/**
+ * Decodes one more bit of the DC coefficient of one block (T.81 G.2).
+ *
+ * @param[in] src  the source, from its beginning
+ * @param[in] srcLength  length of the source in bytes
+ * @param[in,out] srcPosition  position in the source in bytes, moved on behind the bytes read
+ * @param[in,out] dst  64 quantised coefficients in natural order; bit @p al of the first is set where the bit is 1
+ * @param[in,out] marker  0, or the second byte of the marker that was met
+ * @param[in] al  the bit, 0 to 13
+ * @param[in,out] state  bits read and not yet used
+ * @retval qlmOk  the bit is decoded
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p srcLength is below 1
+ * @retval qlmErrBadArgument  @p al is outside its range
+ * @retval qlmErrOutOfBuffer  the source ends where the bit is needed, or with a 0xFF; the block is as before
+ * @retval qlmErrDctRange  the bit is needed behind a marker; the block is as before
+ */
+QLM_API QlmStatus qlmiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const uint8_t* src, int32_t srcLength,
+                                                              int32_t* srcPosition, int16_t* dst, int32_t* marker,
+                                                              int32_t al, QlmDecodeHuffmanState* state);
+
+/**
+ * Decodes a band of one block in its first scan (T.81 G.2).
+ *
+ * While a run of blocks without coefficients lasts, a call only counts it down. Zero coefficients are not written. The
+ * data is trusted: a run of zeroes that goes beyond the band puts its value at a later position of the block, and one
+ * that goes beyond the block at position 63.
+ *
+ * The state holds up to 64 bits between calls; how many depends on what lies ahead in the source. The position and the
+ * state belong together.
+ *
+ * @param[in] src  the source, from its beginning
+ * @param[in] srcLength  length of the source in bytes
+ * @param[in,out] srcPosition  position in the source in bytes, moved on behind the bytes read
+ * @param[in,out] dst  64 quantised coefficients in natural order
+ * @param[in,out] marker  0, or the second byte of the marker that was met
+ * @param[in] ss  first zig-zag position of the band, 1 to 63
+ * @param[in] se  last zig-zag position of the band, @p ss to 63
+ * @param[in] al  by how many bits the values are shifted left, 0 to 13
+ * @param[in] acTable  codes of the AC symbols
+ * @param[in,out] state  bits read and not yet used, and the run of blocks
+ * @retval qlmOk  the block is decoded
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p srcLength is below 1
+ * @retval qlmErrBadArgument  @p ss, @p se or @p al is outside its range
+ * @retval qlmErrOutOfBuffer  the source or, by a marker that was not met before, the segment ends where bits are needed
+ * @retval qlmErrDctRange  bits are needed behind a marker, or no code of up to 16 bits matches
+ *
+ * After the last two the block holds the coefficients up to the failure.
+ */
+QLM_API QlmStatus qlmiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const uint8_t* src, int32_t srcLength,
+                                                             int32_t* srcPosition, int16_t* dst, int32_t* marker,
+                                                             int32_t ss, int32_t se, int32_t al,
+                                                             const QlmDecodeHuffmanSpec* acTable,
+                                                             QlmDecodeHuffmanState* state);
+
+/**
+ * Decodes one more bit of a band of one block (T.81 G.2).
+ *
+ * A coefficient that is nonzero takes a correction bit, which adds 2^@p al to its magnitude unless bit @p al is set
+ * already. A coefficient that becomes nonzero has that magnitude. The data is trusted: any category but 0 counts as 1,
+ * and where a run of zeroes goes beyond the band its coefficient is stored at the position behind the band, or at 63.
+ * Otherwise as qlmiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1().
+ *
+ * @param[in] src  the source, from its beginning
+ * @param[in] srcLength  length of the source in bytes
+ * @param[in,out] srcPosition  position in the source in bytes, moved on behind the bytes read
+ * @param[in,out] dst  64 quantised coefficients in natural order
+ * @param[in,out] marker  0, or the second byte of the marker that was met
+ * @param[in] ss  first zig-zag position of the band, 1 to 63
+ * @param[in] se  last zig-zag position of the band, @p ss to 63
+ * @param[in] al  the bit, 0 to 13
+ * @param[in] acTable  codes of the AC symbols
+ * @param[in,out] state  bits read and not yet used, and the run of blocks
+ * @retval qlmOk  the block is decoded
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p srcLength is below 1
+ * @retval qlmErrBadArgument  @p ss, @p se or @p al is outside its range
+ * @retval qlmErrOutOfBuffer  the source or, by a marker that was not met before, the segment ends where bits are needed
+ * @retval qlmErrDctRange  bits are needed behind a marker, or no code of up to 16 bits matches
+ *
+ * After the last two the block holds the coefficients up to the failure.
+ */
+QLM_API QlmStatus qlmiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* src, int32_t srcLength,
+                                                              int32_t* srcPosition, int16_t* dst, int32_t* marker,
+                                                              int32_t ss, int32_t se, int32_t al,
+                                                              const QlmDecodeHuffmanSpec* acTable,
+                                                              QlmDecodeHuffmanState* state);
 
 /** @} */
 /** @name Huffman statistics and optimal tables (T.81 K.2)
+ *  The first pass of optimal coding counts, symbol by symbol, what the coders would write, and
+ *  qlmiEncodeHuffmanRawTableInit_JPEG_8u() makes the lists of a table of the counts; the second pass codes with it.
+ *
+ *  Statistics are 256 counts by symbol, which the caller sets to zero at first and which every call adds to: by
+ * category for DC values and lossless differences, by run of zeroes * 16 + category for AC coefficients, with 0x00 for
+ * the end of the block, 0xF0 for 16 zeroes and 16 * n for an end-of-band run of 2^n blocks and more. After a failure
+ * they hold what was counted up to it.
  *  @{ */
+
+/**
+ * Counts one DC difference or lossless difference.
+ *
+ * @param[in] src  the difference
+ * @param[in,out] dcStatistics  256 counts, of which those of categories 0 to 16 are used
+ * @retval qlmOk  the difference is counted
+ * @retval qlmErrNullPointer  a pointer is null
+ */
+QLM_API QlmStatus qlmiGetHuffmanStatisticsOne_JPEG_16s_C1(const int16_t* src, int32_t* dcStatistics);
+
+/**
+ * Counts the symbols of a sequential block (T.81 F.1.2).
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[in,out] dcStatistics  256 counts of the categories of DC differences
+ * @param[in,out] acStatistics  256 counts of the AC symbols
+ * @param[in,out] lastDC  DC value of the block before of the same component, replaced by that of this block
+ * @retval qlmOk  the block is counted
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrDctRange  a DC difference of category 16, with @p lastDC replaced all the same, or an AC coefficient of
+ *                         category 15 or 16
+ */
+QLM_API QlmStatus qlmiGetHuffmanStatistics8x8_JPEG_16s_C1(const int16_t* src, int32_t* dcStatistics,
+                                                          int32_t* acStatistics, int16_t* lastDC);
+
+/**
+ * Counts the symbol of a block in the first DC scan of a progressive image (T.81 G.1.2.1). Refinement scans of DC
+ * values have no symbols.
+ *
+ * @param[in] src  64 quantised coefficients in natural order, of which the first is used
+ * @param[in,out] dcStatistics  256 counts of the categories of DC differences
+ * @param[in,out] lastDC  shifted DC value of the block before of the same component, replaced by that of this block
+ * @param[in] al  bits that the scan leaves out, 0 to 13
+ * @retval qlmOk  the block is counted
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrBadArgument  @p al is out of its range
+ * @retval qlmErrDctRange  a difference of a category above 11; @p lastDC is replaced all the same
+ */
+QLM_API QlmStatus qlmiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const int16_t* src, int32_t* dcStatistics,
+                                                                  int16_t* lastDC, int32_t al);
+
+/**
+ * Counts the symbols of a block in the first scan of a band of AC coefficients (T.81 G.1.2.2), or ends the scan.
+ *
+ * Blocks without a coefficient to code, or behind their last one, lengthen an end-of-band run that @p state keeps. Its
+ * symbol is counted when the run ends: before the next coefficient, at 0x7FFF blocks, or by the last call of a scan or
+ * restart interval, which has @p flush set and resets the state whatever its status. That call looks at nothing else.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[in,out] acStatistics  256 counts of the AC symbols
+ * @param[in] ss  first position of the band in zig-zag order, 1 to 63
+ * @param[in] se  last position of the band, @p ss to 63
+ * @param[in] al  bits that the scan leaves out, 0 to 13
+ * @param[in,out] state  the pending run
+ * @param[in] flush  nonzero to end the scan
+ * @retval qlmOk  the block is counted, or the scan ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null
+ * @retval qlmErrBadArgument  @p ss, @p se or @p al is out of its range
+ * @retval qlmErrDctRange  a shifted coefficient of more than 10 bits, one less than the encoder allows; or a pending
+ * run, from elsewhere, that no symbol can express
+ */
+QLM_API QlmStatus qlmiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const int16_t* src, int32_t* acStatistics, int32_t ss,
+                                                                  int32_t se, int32_t al, QlmEncodeHuffmanState* state,
+                                                                  int32_t flush);
+
+/**
+ * Counts the symbols of a block in a refinement scan of a band of AC coefficients (T.81 G.1.2.3), or ends the scan.
+ *
+ * As qlmiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(), but the run also ends when more than 937 correction bits have
+ * gathered, of which @p state keeps the number alone.
+ *
+ * @param[in] src  64 quantised coefficients in natural order
+ * @param[in,out] acStatistics  256 counts of the AC symbols
+ * @param[in] ss  first position of the band in zig-zag order, 1 to 63
+ * @param[in] se  last position of the band, @p ss to 63
+ * @param[in] al  the bit that the scan adds, 0 to 13
+ * @param[in,out] state  the pending run and the number of its correction bits
+ * @param[in] flush  nonzero to end the scan
+ * @retval qlmOk  the block is counted, or the scan ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null
+ * @retval qlmErrBadArgument  @p ss, @p se or @p al is out of its range
+ * @retval qlmErrDctRange  a pending run, from elsewhere, that no symbol can express
+ */
+QLM_API QlmStatus qlmiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t* src, int32_t* acStatistics,
+                                                                   int32_t ss, int32_t se, int32_t al,
+                                                                   QlmEncodeHuffmanState* state, int32_t flush);
+
+/**
+ * Makes the lists of a DHT segment for a table that is optimal for given statistics, with codes of up to 16 bits and
+ * none of all ones (T.81 figures K.1 to K.4). Of symbols that are equally frequent the higher one gets no shorter code.
+ *
+ * Counts and the sums of them that are merged must stay within 1000000000: symbols beyond are left out, and the table
+ * is not complete.
+ *
+ * @param[in] statistics  256 counts by symbol
+ * @param[out] counts  16 counts of codes by length
+ * @param[out] values  values in code order, room for 256; as many are written as there are symbols with a code
+ * @retval qlmOk  the lists are written; they are empty where no symbol occurs
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrHuffTable  a code would have more than 32 bits before the limit to 16; nothing is written
+ */
+QLM_API QlmStatus qlmiEncodeHuffmanRawTableInit_JPEG_8u(const int32_t* statistics, uint8_t* counts, uint8_t* values);
 
 /** @} */
 /** @name Lossless prediction and row coding (T.81 Annex H)
+ *  A row of samples becomes a row of differences to a prediction from the neighbours, which is Huffman coded by
+ *  categories; decoding goes the other way. Both are signed and wrap modulo 2^16: samples of 16 bits are handed over as
+ *  the signed values of the same bits. Of a row that is not the first, the first sample is predicted from the one
+ * above.
+ *
+ *  Prediction works from left to right, each element being read from memory when its turn comes, whatever the overlap
+ * of the rows: the destination may be a source row where no element is needed once it has been overwritten.
  *  @{ */
+
+/**
+ * Differences of the first row of an image or restart interval: to the sample on the left, of the first sample to
+ * 2^(precision - pointTransform - 1) (T.81 H.1.2.1).
+ *
+ * @param[in] src  the samples
+ * @param[out] dst  the differences
+ * @param[in] width  samples in the row
+ * @param[in] precision  bits of a sample, 2 to 16
+ * @param[in] pointTransform  bits that the samples have been shifted right by, at least 0; from @p precision on, the
+ *                            exponent above is taken modulo 32
+ * @retval qlmOk  the row is complete
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p width is below 1
+ * @retval qlmErrBadArgument  @p precision or @p pointTransform is out of its range
+ */
+QLM_API QlmStatus qlmiDiffPredFirstRow_JPEG_16s_C1(const int16_t* src, int16_t* dst, int32_t width, int32_t precision,
+                                                   int32_t pointTransform);
+
+/**
+ * Samples of the first row from their differences; the inverse of qlmiDiffPredFirstRow_JPEG_16s_C1(). The destination
+ * may be the source.
+ *
+ * @param[in] src  the differences
+ * @param[out] dst  the samples
+ * @param[in] width  samples in the row
+ * @param[in] precision  bits of a sample, 2 to 16
+ * @param[in] pointTransform  bits that the samples have been shifted right by, at least 0
+ * @retval qlmOk  the row is complete
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p width is below 1
+ * @retval qlmErrBadArgument  @p precision or @p pointTransform is out of its range
+ */
+QLM_API QlmStatus qlmiReconstructPredFirstRow_JPEG_16s_C1(const int16_t* src, int16_t* dst, int32_t width,
+                                                          int32_t precision, int32_t pointTransform);
+
+/**
+ * Differences of a later row to a prediction from the sample a on the left, b above and c above on the left (T.81 table
+ * H.1): 1 is a, 2 is b, 3 is c, 4 is a + b - c, 5 is a + ((b - c) >> 1), 6 is b + ((a - c) >> 1), 7 is (a + b) >> 1.
+ * Halves are those of signed values in 32 bits.
+ *
+ * @param[in] src  the samples
+ * @param[in] previous  the samples of the row above
+ * @param[out] dst  the differences
+ * @param[in] width  samples in a row
+ * @param[in] predictor  1 to 7
+ * @retval qlmOk  the row is complete
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p width is below 1
+ * @retval qlmErrBadArgument  @p predictor is out of its range
+ */
+QLM_API QlmStatus qlmiDiffPredRow_JPEG_16s_C1(const int16_t* src, const int16_t* previous, int16_t* dst, int32_t width,
+                                              int32_t predictor);
+
+/**
+ * Samples of a later row from their differences; the inverse of qlmiDiffPredRow_JPEG_16s_C1(). The destination may be
+ * the source.
+ *
+ * @param[in] src  the differences
+ * @param[in] previous  the samples of the row above
+ * @param[out] dst  the samples
+ * @param[in] width  samples in a row
+ * @param[in] predictor  1 to 7
+ * @retval qlmOk  the row is complete
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p width is below 1
+ * @retval qlmErrBadArgument  @p predictor is out of its range
+ */
+QLM_API QlmStatus qlmiReconstructPredRow_JPEG_16s_C1(const int16_t* src, const int16_t* previous, int16_t* dst,
+                                                     int32_t width, int32_t predictor);
+
+/**
+ * Encodes one difference (T.81 H.1.2.2), or ends a segment.
+ *
+ * Bits that do not fill a byte stay pending in @p state. The last call for a segment has @p flush set: it pads the
+ * pending bits with ones, stores them, and resets the state. It looks at nothing else.
+ *
+ * @param[in] src  the difference
+ * @param[in,out] dst  the destination, from its beginning
+ * @param[in] dstLength  length of the destination in bytes
+ * @param[in,out] dstPosition  position in the destination in bytes, moved on behind the bytes stored
+ * @param[in] dcTable  codes of the categories 0 to 16
+ * @param[in,out] state  pending bits
+ * @param[in] flush  nonzero to end the segment
+ * @retval qlmOk  the difference is encoded, or the segment ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null
+ * @retval qlmErrSize  @p dstLength is below 1
+ * @retval qlmErrHuffTable  the category has no code in the table
+ * @retval qlmErrOutOfBuffer  the destination is full; what fits is written and counted in the position, while the state
+ *                            holds the bits from before the code or value that did not fit. A flush resets the state
+ *                            all the same
+ */
+QLM_API QlmStatus qlmiEncodeHuffmanOne_JPEG_16s1u_C1(const int16_t* src, uint8_t* dst, int32_t dstLength,
+                                                     int32_t* dstPosition, const QlmEncodeHuffmanSpec* dcTable,
+                                                     QlmEncodeHuffmanState* state, int32_t flush);
+
+/**
+ * Decodes one difference (T.81 H.2.2). A symbol of 16 or more stands for 32768, which is -32768 in 16 bits, and has no
+ * further bits.
+ *
+ * A marker in the source ends the reading: it is recorded in @p marker, with the position behind it, and as long as
+ * that is nonzero no byte is read.
+ *
+ * @param[in] src  the source, from its beginning
+ * @param[in] srcLength  length of the source in bytes
+ * @param[in,out] srcPosition  position in the source in bytes, moved on behind the bytes read
+ * @param[out] dst  the difference
+ * @param[in,out] marker  0, or the second byte of the marker that was met
+ * @param[in] dcTable  codes of the categories
+ * @param[in,out] state  bits read and not yet used
+ * @retval qlmOk  the difference is decoded
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrSize  @p srcLength is below 1
+ * @retval qlmErrOutOfBuffer  the source ends where bits are needed, or with a 0xFF
+ * @retval qlmErrDctRange  bits are needed behind a marker, or no code of up to 16 bits matches
+ *
+ * After the last two the position and the state hold what was read.
+ */
+QLM_API QlmStatus qlmiDecodeHuffmanOne_JPEG_1u16s_C1(const uint8_t* src, int32_t srcLength, int32_t* srcPosition,
+                                                     int16_t* dst, int32_t* marker, const QlmDecodeHuffmanSpec* dcTable,
+                                                     QlmDecodeHuffmanState* state);
+
+/**
+ * Encodes a row of differences of up to four components, interleaved sample by sample as in a scan whose MCUs have one
+ * sample of each, or ends a segment as qlmiEncodeHuffmanOne_JPEG_16s1u_C1() does.
+ *
+ * @param[in] rows  the differences, one row a component; of more than four the first four are coded
+ * @param[in] width  differences in a row
+ * @param[in] rowCount  number of rows
+ * @param[in,out] dst  the destination, from its beginning; bytes behind the new position may have been written, too
+ * @param[in] dstLength  length of the destination in bytes
+ * @param[in,out] dstPosition  position in the destination in bytes, moved on behind the bytes stored
+ * @param[in] dcTables  codes of the categories 0 to 16, one table a row
+ * @param[in,out] state  pending bits
+ * @param[in] flush  nonzero to end the segment
+ * @retval qlmOk  the rows are encoded, or the segment ended
+ * @retval qlmErrNullPointer  a pointer that is needed is null, also one of the first four rows and tables
+ * @retval qlmErrSize  @p dstLength, @p width or @p rowCount is below 1
+ * @retval qlmErrHuffTable  a category has no code in its table
+ * @retval qlmErrOutOfBuffer  the destination is full
+ *
+ * After the last two the position and the state are as before; with more than four rows they are as
+ * qlmiEncodeHuffmanOne_JPEG_16s1u_C1() leaves them at the difference that failed.
+ */
+QLM_API QlmStatus qlmiEncodeHuffmanRow_JPEG_16s1u_P4C1(const int16_t* const rows[], int32_t width, int32_t rowCount,
+                                                       uint8_t* dst, int32_t dstLength, int32_t* dstPosition,
+                                                       const QlmEncodeHuffmanSpec* const dcTables[],
+                                                       QlmEncodeHuffmanState* state, int32_t flush);
+
+/**
+ * Decodes a row of differences of up to four components, interleaved sample by sample.
+ *
+ * Each difference is decoded as by qlmiDecodeHuffmanOne_JPEG_1u16s_C1(). How many bits of the source the state holds
+ * between rows depends on what lies ahead in the source; the position and the state belong together.
+ *
+ * @param[in] src  the source, from its beginning
+ * @param[in] srcLength  length of the source in bytes
+ * @param[in,out] srcPosition  position in the source in bytes, moved on behind the bytes read
+ * @param[out] rows  the differences, one row a component; of more than four the first four are decoded
+ * @param[in] width  differences in a row
+ * @param[in] rowCount  number of rows
+ * @param[in,out] marker  0, or the second byte of the marker that was met
+ * @param[in] dcTables  codes of the categories, one table a row
+ * @param[in,out] state  bits read and not yet used
+ * @retval qlmOk  the rows are decoded
+ * @retval qlmErrNullPointer  a pointer is null, also one of the first four rows and tables
+ * @retval qlmErrSize  @p srcLength, @p width or @p rowCount is below 1
+ * @retval qlmErrOutOfBuffer  the source ends where bits are needed, or with a 0xFF
+ * @retval qlmErrDctRange  bits are needed behind a marker, or no code of up to 16 bits matches
+ *
+ * After the last two the differences before the failure are written, and the position and the state hold what was read.
+ */
+QLM_API QlmStatus qlmiDecodeHuffmanRow_JPEG_1u16s_C1P4(const uint8_t* src, int32_t srcLength, int32_t* srcPosition,
+                                                       int16_t* const rows[], int32_t width, int32_t rowCount,
+                                                       int32_t* marker, const QlmDecodeHuffmanSpec* const dcTables[],
+                                                       QlmDecodeHuffmanState* state);
 
 /** @} */
 

@@ -25,3 +25,21 @@ inline void ownCover(int32_t count, const Step& step) {
     for (ptrdiff_t i = 0; i < count; ++i) step(std::integral_constant<int, 1>{}, i);
   }
 }
+
+// The same for kernels whose destinations may be their sources, element on element: the last step is computed before
+// the first one is stored, and stored last.
+//
+//   ownCoverInPlace<16>(count, [&](auto width, ptrdiff_t i) { return ...; }, [&](ptrdiff_t i, const auto& result) { ...
+//   });
+template <int Widest, typename Compute, typename Store>
+inline void ownCoverInPlace(int32_t count, const Compute& compute, const Store& store) {
+  if (count >= Widest) {
+    constexpr std::integral_constant<int, Widest> width;
+    const ptrdiff_t last = count - Widest;
+    const auto end = compute(width, last);
+    for (ptrdiff_t i = 0; i < last; i += Widest) store(i, compute(width, i));
+    store(last, end);
+  } else {
+    for (ptrdiff_t i = 0; i < count; ++i) store(i, compute(std::integral_constant<int, 1>{}, i));
+  }
+}

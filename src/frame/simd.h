@@ -33,6 +33,11 @@ inline __m256i meanDown8(__m256i a, __m256i b) {
   return _mm256_sub_epi8(_mm256_avg_epu8(a, b), _mm256_and_si256(_mm256_xor_si256(a, b), _mm256_set1_epi8(1)));
 }
 
+// Mean of signed words, rounded down, with no bit lost: the bits in common and half of those in one of the two.
+inline __m256i meanDown16(__m256i a, __m256i b) {
+  return _mm256_add_epi16(_mm256_and_si256(a, b), _mm256_srai_epi16(_mm256_xor_si256(a, b), 1));
+}
+
 // a0 b0 a1 b1 ... : two vectors of bytes as one row of pairs.
 inline void storeBytePairs(void* p, __m128i a, __m128i b) {
   store16(p, _mm_unpacklo_epi8(a, b));
@@ -70,6 +75,45 @@ inline void store4(void* p, __m128i v) { _mm_storeu_si32(p, v); }
 // The low halves of two vectors side by side, and the high ones.
 inline __m256i lowHalves(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x20); }
 inline __m256i highHalves(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x31); }
+
+// The low half of the one beside the high half of the other, and the two halves that meet where b follows a.
+inline __m256i lowAndHigh(__m256i low, __m256i high) { return _mm256_blend_epi32(low, high, 0xF0); }
+inline __m256i middleHalves(__m256i a, __m256i b) { return _mm256_permute2x128_si256(a, b, 0x21); }
+
+// In each half, the 16 bytes that begin kBytes bytes behind the start of v where `behind` follows it, and those that
+// begin kBytes bytes in front where it follows `before`.
+template <int kBytes>
+inline __m256i shiftedUp(__m256i v, __m256i behind) {
+  return _mm256_alignr_epi8(behind, v, kBytes);
+}
+template <int kBytes>
+inline __m256i shiftedDown(__m256i before, __m256i v) {
+  return _mm256_alignr_epi8(v, before, 16 - kBytes);
+}
+
+// 64 bytes, 32 at each of two places, as the elements of even and those of odd index in order, and the way back.
+struct EvenOdd {
+  __m256i even, odd;
+};
+inline EvenOdd loadWordPairs(const void* low, const void* high) {
+  const auto *l = static_cast<const char*>(low), *h = static_cast<const char*>(high);
+  const __m256i a = load16x2(l, h), b = load16x2(l + 16, h + 16), lowWord = _mm256_set1_epi32(0xFFFF);
+  return {_mm256_packus_epi32(_mm256_and_si256(a, lowWord), _mm256_and_si256(b, lowWord)),
+          _mm256_packus_epi32(_mm256_srli_epi32(a, 16), _mm256_srli_epi32(b, 16))};
+}
+inline EvenOdd loadDwordPairs(const void* low, const void* high) {
+  const auto *l = static_cast<const char*>(low), *h = static_cast<const char*>(high);
+  const __m256 a = _mm256_castsi256_ps(load16x2(l, h)), b = _mm256_castsi256_ps(load16x2(l + 16, h + 16));
+  return {_mm256_castps_si256(_mm256_shuffle_ps(a, b, 0x88)), _mm256_castps_si256(_mm256_shuffle_ps(a, b, 0xDD))};
+}
+inline void storeWordPairs(void* low, void* high, EvenOdd v) {
+  store16x2(low, high, _mm256_unpacklo_epi16(v.even, v.odd));
+  store16x2(static_cast<char*>(low) + 16, static_cast<char*>(high) + 16, _mm256_unpackhi_epi16(v.even, v.odd));
+}
+inline void storeDwordPairs(void* low, void* high, EvenOdd v) {
+  store16x2(low, high, _mm256_unpacklo_epi32(v.even, v.odd));
+  store16x2(static_cast<char*>(low) + 16, static_cast<char*>(high) + 16, _mm256_unpackhi_epi32(v.even, v.odd));
+}
 
 // Transposes the 4x4 double words in each half of four vectors.
 inline void transposeHalves4x4(__m256i (&v)[4]) {
@@ -125,6 +169,58 @@ inline Planes3 gatherPlanePairs(const __m256i (&quads)[4]) {
   const __m256i xy0 = _mm256_unpacklo_epi32(quads[0], quads[1]), xy1 = _mm256_unpacklo_epi32(quads[2], quads[3]);
   const __m256i z0 = _mm256_unpackhi_epi32(quads[0], quads[1]), z1 = _mm256_unpackhi_epi32(quads[2], quads[3]);
   return {_mm256_unpacklo_epi8(xy0, xy1), _mm256_unpackhi_epi8(xy0, xy1), _mm256_unpacklo_epi8(z0, z1)};
+}
+
+// 96 bytes as three channels of 16-bit or 32-bit elements, in order, and the way back. Each half takes 48 bytes. In the
+// three vectors of such a half the elements of one channel stand at different places, so that blends collect them and
+// one shuffle sorts them.
+inline Planes3 load48x2(const void* p) {
+  const auto* bytes = static_cast<const char*>(p);
+  return {load16x2(bytes, bytes + 48), load16x2(bytes + 16, bytes + 64), load16x2(bytes + 32, bytes + 80)};
+}
+inline void store48x2(void* p, const Planes3& v) {
+  auto* bytes = static_cast<char*>(p);
+  store16x2(bytes, bytes + 48, v.x);
+  store16x2(bytes + 16, bytes + 64, v.y);
+  store16x2(bytes + 32, bytes + 80, v.z);
+}
+// Words 0, 3, 6 of the first, words 1, 4, 7 of the second, words 2, 5 of the third vector.
+inline __m256i blendWords036147(__m256i at036, __m256i at147, __m256i at25) {
+  return _mm256_blend_epi16(_mm256_blend_epi16(at036, at147, 0x92), at25, 0x24);
+}
+inline Planes3 loadWordTriples(const void* p) {
+  // Element i of channel c is word 3i + c of the half, so word (3i + c) % 8 after the blends.
+  constexpr auto sorted = [](int channel) {
+    return makeShuffle([=](int i) { return (3 * (i / 2) + channel) % 8 * 2 + i % 2; });
+  };
+  static constexpr ShufflePattern kX = sorted(0), kY = sorted(1), kZ = sorted(2);
+  const Planes3 v = load48x2(p);
+  return {shuffleBytes(blendWords036147(v.x, v.y, v.z), kX), shuffleBytes(blendWords036147(v.z, v.x, v.y), kY),
+          shuffleBytes(blendWords036147(v.y, v.z, v.x), kZ)};
+}
+inline void storeWordTriples(void* p, const Planes3& v) {
+  // Word w of a vector takes element (8k + w) / 3 where that is the channel's; 3 is its own inverse modulo 8.
+  constexpr auto spread = [](int channel) {
+    return makeShuffle([=](int i) { return (3 * (i / 2 - channel + 8)) % 8 * 2 + i % 2; });
+  };
+  static constexpr ShufflePattern kX = spread(0), kY = spread(1), kZ = spread(2);
+  const __m256i x = shuffleBytes(v.x, kX), y = shuffleBytes(v.y, kY), z = shuffleBytes(v.z, kZ);
+  store48x2(p, {blendWords036147(x, y, z), blendWords036147(z, x, y), blendWords036147(y, z, x)});
+}
+// Double words 0, 3 of the first, 1 of the second and 2 of the third vector.
+inline __m256i blendDwords0312(__m256i at03, __m256i at1, __m256i at2) {
+  return _mm256_blend_epi32(_mm256_blend_epi32(at03, at1, 0x22), at2, 0x44);
+}
+inline Planes3 loadDwordTriples(const void* p) {
+  const Planes3 v = load48x2(p);
+  return {_mm256_shuffle_epi32(blendDwords0312(v.x, v.z, v.y), 0x6C),
+          _mm256_shuffle_epi32(blendDwords0312(v.y, v.x, v.z), 0xB1),
+          _mm256_shuffle_epi32(blendDwords0312(v.z, v.y, v.x), 0xC6)};
+}
+inline void storeDwordTriples(void* p, const Planes3& v) {
+  const __m256i x = _mm256_shuffle_epi32(v.x, 0x6C), y = _mm256_shuffle_epi32(v.y, 0xB1);
+  const __m256i z = _mm256_shuffle_epi32(v.z, 0xC6);
+  store48x2(p, {blendDwords0312(x, y, z), blendDwords0312(y, z, x), blendDwords0312(z, x, y)});
 }
 
 // The bytes of four pixels a half, kBytes each from byte kOffset on, by channels kX, kY, kZ, as gatherPlanes wants

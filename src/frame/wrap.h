@@ -1,5 +1,5 @@
-// What the built-in operators leave undefined or would cut: wrapping products, the clamp to bytes, and elements and
-// rows at addresses of any alignment.
+// What the built-in operators leave undefined or would cut: wrapping sums and products, the clamp to bytes, and
+// elements and rows at addresses of any alignment.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,13 @@
 
 constexpr int32_t wrapMul32(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+}
+
+constexpr int32_t wrapAdd32(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+constexpr int32_t wrapSub32(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
 constexpr uint8_t clamp8(int32_t v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }

@@ -22,6 +22,12 @@ constexpr double kReducedGreyBound = 0.6, kReducedColourBound = 2.3;
 
 constexpr Size kOddSizes[]{{1, 1}, {1, 5}, {5, 1}, {7, 9}, {16, 16}, {17, 33}, {131, 77}};
 
+Picture upsampled(const Picture& plane, int32_t width, int32_t height, bool tall) {
+  Picture full(2 * plane.width, (tall ? 2 : 1) * plane.height, 1);
+  sample::upsampleTriangle(plane, width, height, tall, plane.row(0), plane.row(height - 1), full);
+  return full;
+}
+
 TEST(JpegPlanes, LibjpegReadsOurFiles) {
   for (const auto [width, height] : kOddSizes)
     for (const int32_t channels : {1, 3}) {
@@ -80,7 +86,7 @@ TEST(JpegPlanes, TrianglesAreThoseOfLibjpeg) {
         const Picture after = peerRead(file, {.fancyUpsampling = true, .yCbCr = true});
         for (size_t i = 1; i < 3; ++i, ++planesCompared) {
           const int32_t width = (size.width + 1) / 2, height = tall ? (size.height + 1) / 2 : size.height;
-          const Picture full = sample::upsampleTriangle(before[i], width, height, tall);
+          const Picture full = upsampled(before[i], width, height, tall);
           for (int32_t y = 0; y < size.height; ++y)
             for (int32_t x = 0; x < size.width; ++x)
               ASSERT_EQ(full.row(y)[x], after.row(y)[3 * x + static_cast<int32_t>(i)])
@@ -95,7 +101,7 @@ TEST(JpegPlanes, TrianglesAreThoseOfLibjpeg) {
 TEST(JpegPlanes, TrianglesOfOneColumnReplicate) {
   Picture plane(8, 8, 1);
   for (size_t i = 0; i < 64; ++i) plane.pixels[i] = static_cast<uint8_t>(3 * i);
-  const Picture full = sample::upsampleTriangle(plane, 1, 3, true);
+  const Picture full = upsampled(plane, 1, 3, true);
   for (int32_t y = 0; y < 6; ++y)
     for (int32_t x = 0; x < 2; ++x) EXPECT_EQ(full.row(y)[x], plane.row(y / 2)[0]);
 }

@@ -70,6 +70,16 @@ sample::QuantTable zigzag(const JQUANT_TBL& table) {
   return out;
 }
 
+std::vector<jpeg_scan_info> peerScans(const sample::JpegScript& script) {
+  std::vector<jpeg_scan_info> scans;
+  for (const sample::JpegScanSpec& spec : script) {
+    jpeg_scan_info& scan = scans.emplace_back();
+    for (const size_t c : spec.components) scan.component_index[scan.comps_in_scan++] = static_cast<int>(c);
+    scan.Ss = spec.ss, scan.Se = spec.se, scan.Ah = spec.ah, scan.Al = spec.al;
+  }
+  return scans;
+}
+
 void writeRows(jpeg_compress_struct& cinfo, const uint8_t* pixels, size_t step) {
   while (cinfo.next_scanline < cinfo.image_height) {
     JSAMPROW row = const_cast<JSAMPROW>(pixels + cinfo.next_scanline * step);
@@ -108,6 +118,8 @@ std::vector<uint8_t> peerWrite(const sample::Picture& picture, const PeerOptions
   jpeg_scan_info scans[4]{};
   for (int i = 0; i < 4; ++i) scans[i].comps_in_scan = 1, scans[i].component_index[0] = i, scans[i].Se = 63;
   if (!options.oneScan) cinfo.scan_info = scans, cinfo.num_scans = picture.channels;
+  const std::vector<jpeg_scan_info> script = peerScans(options.script);
+  if (!script.empty()) cinfo.scan_info = script.data(), cinfo.num_scans = static_cast<int>(script.size());
   jpeg_start_compress(&cinfo, TRUE);
   writeRows(cinfo, picture.pixels.data(), static_cast<size_t>(picture.step()));
   jpeg_finish_compress(&cinfo);
@@ -119,6 +131,7 @@ sample::Picture peerRead(std::span<const uint8_t> file, const PeerReadOptions& o
   jpeg_decompress_struct& cinfo = peer.cinfo;
   cinfo.do_fancy_upsampling = options.fancyUpsampling;
   if (options.yCbCr) cinfo.out_color_space = cinfo.jpeg_color_space;
+  cinfo.do_block_smoothing = options.blockSmoothing;
   cinfo.scale_denom = static_cast<unsigned>(options.scale);
   jpeg_start_decompress(&cinfo);
   sample::Picture picture(static_cast<int32_t>(cinfo.output_width), static_cast<int32_t>(cinfo.output_height),
@@ -183,6 +196,40 @@ sample::JpegCoefficients peerReadCoefficients(std::span<const uint8_t> file) {
   }
   jpeg_finish_decompress(&cinfo);
   return out;
+}
+
+std::vector<uint8_t> peerWriteCoefficients(const sample::JpegCoefficients& coefficients,
+                                           const sample::JpegScript& script) {
+  Compressor peer;
+  jpeg_compress_struct& cinfo = peer.cinfo;
+  const sample::JpegFrame& frame = coefficients.frame;
+  cinfo.image_width = static_cast<JDIMENSION>(frame.width);
+  cinfo.image_height = static_cast<JDIMENSION>(frame.height);
+  cinfo.input_components = static_cast<int>(frame.components.size());
+  cinfo.in_color_space = cinfo.input_components == 1 ? JCS_GRAYSCALE : JCS_YCbCr;
+  jpeg_set_defaults(&cinfo);
+  cinfo.optimize_coding = TRUE;
+  cinfo.restart_interval = static_cast<unsigned>(coefficients.restartInterval);
+  const std::vector<jpeg_scan_info> scans = peerScans(script);
+  if (!scans.empty()) cinfo.scan_info = scans.data(), cinfo.num_scans = static_cast<int>(scans.size());
+  std::vector<jvirt_barray_ptr> arrays;
+  const auto common = reinterpret_cast<j_common_ptr>(&cinfo);
+  for (size_t i = 0; i < frame.components.size(); ++i) {
+    const sample::BlockPlane& plane = coefficients.planes[i];
+    cinfo.comp_info[i].h_samp_factor = frame.components[i].h;
+    cinfo.comp_info[i].v_samp_factor = frame.components[i].v;
+    arrays.push_back(cinfo.mem->request_virt_barray(
+        common, JPOOL_IMAGE, FALSE, static_cast<JDIMENSION>(plane.blocksWide),
+        static_cast<JDIMENSION>(plane.blocksHigh), static_cast<JDIMENSION>(frame.components[i].v)));
+  }
+  jpeg_write_coefficients(&cinfo, arrays.data());
+  for (size_t i = 0; i < arrays.size(); ++i)
+    for (int32_t row = 0; row < coefficients.planes[i].blocksHigh; ++row) {
+      const JBLOCKARRAY to = cinfo.mem->access_virt_barray(common, arrays[i], static_cast<JDIMENSION>(row), 1, TRUE);
+      std::copy_n(coefficients.planes[i].block(row, 0), coefficients.planes[i].blocksWide * 64, &to[0][0][0]);
+    }
+  jpeg_finish_compress(&cinfo);
+  return {peer.bytes, peer.bytes + peer.size};
 }
 
 PeerTables peerTables() {

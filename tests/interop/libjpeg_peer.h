@@ -6,6 +6,7 @@
 #include <span>
 
 #include "jpeg/jpeg_format.h"
+#include "jpeg/jpeg_script.h"
 #include "support/picture.h"
 
 namespace test {
@@ -22,6 +23,7 @@ struct PeerOptions {
   bool rgb = false;            // store RGB, told by an Adobe marker
   bool ycck = false;           // store YCCK where the picture has 4 channels, else CMYK
   PeerCoding coding = PeerCoding::kBaseline;
+  sample::JpegScript script = {};  // if not empty, these scans
 };
 
 // All throw std::runtime_error with libjpeg's message, warnings included.
@@ -31,6 +33,7 @@ struct PeerReadOptions {
   bool fancyUpsampling = true;  // triangles
   bool yCbCr = false;           // no conversion to RGB
   int32_t scale = 1;            // 1, 2, 4 or 8 times smaller
+  bool blockSmoothing = true;   // of pictures whose first scans are there only
 };
 sample::Picture peerRead(std::span<const uint8_t> file, const PeerReadOptions& options = {});
 
@@ -39,6 +42,10 @@ std::vector<sample::Picture> peerReadPlanes(std::span<const uint8_t> file);
 
 // Quantisers, factors and coefficients; the planes have the blocks that hold pixels, not the padding to whole MCUs.
 sample::JpegCoefficients peerReadCoefficients(std::span<const uint8_t> file);
+
+// The same coefficients, which have whole MCUs, in a file that libjpeg makes of them, with Huffman tables of its own.
+std::vector<uint8_t> peerWriteCoefficients(const sample::JpegCoefficients& coefficients,
+                                           const sample::JpegScript& script);
 
 // The tables that libjpeg takes for the typical ones.
 struct PeerTables {

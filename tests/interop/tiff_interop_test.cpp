@@ -6,12 +6,12 @@
 
 namespace {
 
+using sample::Picture16;
 using sample::TiffLayout;
-using sample::TiffPicture;
 
 // A painted picture; 16-bit samples get a low byte of their own.
-TiffPicture pictureOf(int32_t width, int32_t height, int32_t channels, int32_t bits) {
-  TiffPicture picture = sample::toTiff(sample::paintPicture(width, height, channels));
+Picture16 pictureOf(int32_t width, int32_t height, int32_t channels, int32_t bits) {
+  Picture16 picture = sample::toBits(sample::paintPicture(width, height, channels), 8);
   test::Random random(static_cast<uint64_t>(width * height));
   if (bits == 16)
     for (uint16_t& v : picture.samples) v = static_cast<uint16_t>(v << 8 | random.between(0, 15));
@@ -32,7 +32,7 @@ void forAllShapes(const Check& check) {
 }  // namespace
 
 TEST(TiffInterop, LibtiffReadsOurFiles) {
-  forAllShapes([](const TiffPicture& picture) {
+  forAllShapes([](const Picture16& picture) {
     const auto file = sample::writeTiff(picture);
     EXPECT_EQ(sample::peerReadTiff(file), picture);
     EXPECT_EQ(sample::readTiff(file), picture);
@@ -40,14 +40,14 @@ TEST(TiffInterop, LibtiffReadsOurFiles) {
 }
 
 TEST(TiffInterop, WeReadFilesOfLibtiff) {
-  forAllShapes([](const TiffPicture& picture) {
+  forAllShapes([](const Picture16& picture) {
     for (const int32_t rowsPerStrip : {1, 7, 64, 1000})
       EXPECT_EQ(sample::readTiff(sample::peerWriteTiff(picture, rowsPerStrip)), picture);
   });
 }
 
 TEST(TiffInterop, BytePlanesBothWaysAndSmaller) {
-  const TiffPicture picture = pictureOf(301, 200, 1, 16);
+  const Picture16 picture = pictureOf(301, 200, 1, 16);
   const auto file = sample::writeTiff(picture, TiffLayout::BytePlanes);
   EXPECT_EQ(sample::peerReadTiff(file), picture);
   EXPECT_EQ(sample::readTiff(file), picture);

@@ -26,37 +26,10 @@ bool listCodes(const uint8_t* counts, CodeList& list) {
   return true;
 }
 
-// T.81 F.2.2.1 EXTEND.
-int32_t extend(int32_t value, int32_t size) {
-  if (size == 0) return 0;
-  return value >> (size - 1) ? value : value + 1 - (1 << size);
-}
-
-// The value of a maxCode field: 0xFFFF is a length without codes, below every code.
-int32_t maxCodeOf(const QlmDecodeHuffmanSpec& spec, int32_t length) {
-  return spec.maxCode[length] == 0xFFFF ? -1 : spec.maxCode[length];
-}
-
-// Oversubscribed tables can point anywhere; the index stays inside the list.
-int32_t symbolOf(const QlmDecodeHuffmanSpec& spec, int32_t code, int32_t length) {
-  return spec.symbols[(code - spec.minCode[length] + spec.firstIndex[length]) & 255];
-}
-
-// Takes bits off a 32-bit accumulator. With too few the count goes below zero and the value is what a shift by the
-// count modulo 32 finds.
+// Takes bits off a 32-bit accumulator.
 int32_t takeBits(uint32_t accumulator, int32_t& count, int32_t wanted) {
   count -= wanted;
   return static_cast<int32_t>((accumulator >> (count & 31)) & ((1u << wanted) - 1));
-}
-
-int32_t takeBits(QlmDecodeHuffmanState& state, int32_t wanted) {
-  return takeBits(static_cast<uint32_t>(state.accumulator), state.bitCount, wanted);
-}
-
-// Natural index of a scan position, 63 for up to eight positions too many, -1 beyond.
-int32_t naturalIndex(int32_t position) {
-  if (position < 64) return zigzag()[static_cast<size_t>(position)];
-  return position < 72 ? 63 : -1;
 }
 
 QlmStatus putCode(const QlmEncodeHuffmanSpec& spec, int32_t symbol, const Output& out, QlmEncodeHuffmanState& state) {
@@ -71,26 +44,6 @@ QlmStatus putCodeAndValue(const QlmEncodeHuffmanSpec& spec, int32_t symbol, int3
   return putBits(value < 0 ? value - 1 : value, size, out, state);
 }
 
-// The register of the fast decoding routes: bits as a plain list, oldest first.
-struct FastBits {
-  std::vector<uint8_t> bits;
-
-  int32_t held() const { return static_cast<int32_t>(bits.size()); }
-  void append(uint32_t value, int32_t count) {
-    for (int32_t i = count - 1; i >= 0; --i) bits.push_back((value >> i) & 1);
-  }
-  int32_t peek(int32_t count) const {
-    int32_t value = 0;
-    for (int32_t i = 0; i < count; ++i) value = value * 2 + bits[static_cast<size_t>(i)];
-    return value;
-  }
-  int32_t take(int32_t count) {
-    const int32_t value = peek(count);
-    bits.erase(bits.begin(), bits.begin() + count);
-    return value;
-  }
-};
-
 // Byte by byte until more than 24 bits are held; false at a marker.
 bool fillFastByBytes(const uint8_t* bytes, int32_t& position, FastBits& bits) {
   while (bits.held() <= 24) {
@@ -102,30 +55,18 @@ bool fillFastByBytes(const uint8_t* bytes, int32_t& position, FastBits& bits) {
 }
 
 // One block by a fast route; `refill` tops the bits up or gives up.
-template <typename Refill>
-bool decodeFast(const QlmDecodeHuffmanSpec& dc, const QlmDecodeHuffmanSpec& ac, FastBits& bits, Refill refill,
-                std::array<int16_t, 64>& block, int16_t& lastDC, int32_t& codedPositions) {
-  const auto symbol = [&](const QlmDecodeHuffmanSpec& spec) {
-    if (bits.held() < 8 && !refill()) return -1;
-    const uint32_t entry = spec.lookup[bits.peek(8)];
-    if (entry >> 16) {
-      bits.take(static_cast<int32_t>(entry >> 16));
-      return static_cast<int32_t>(entry & 0xFFFF);
-    }
-    if (bits.held() < 16 && !refill()) return -1;
-    for (int32_t length = 9; length <= 16; ++length)
-      if (bits.peek(length) <= maxCodeOf(spec, length)) return symbolOf(spec, bits.take(length), length);
-    return -1;
-  };
+bool decodeFast(const QlmDecodeHuffmanSpec& dc, const QlmDecodeHuffmanSpec& ac, FastBits& bits,
+                const std::function<bool()>& refill, std::array<int16_t, 64>& block, int16_t& lastDC,
+                int32_t& codedPositions) {
   block.fill(0);
-  const int32_t dcSymbol = symbol(dc);
+  const int32_t dcSymbol = fastSymbol(dc, bits, refill);
   if (dcSymbol < 0) return false;
   const int32_t dcSize = dcSymbol & 15;
   if (bits.held() < dcSize && !refill()) return false;
   block[0] = static_cast<int16_t>(lastDC + extend(bits.take(dcSize), dcSize));
   int32_t left = 62;  // positions behind the next one
   while (left >= 0) {
-    const int32_t acSymbol = symbol(ac);
+    const int32_t acSymbol = fastSymbol(ac, bits, refill);
     if (acSymbol < 0) return false;
     const int32_t run = (acSymbol >> 4) & 15, size = acSymbol & 15;
     if (size == 0 && run < 15) break;
@@ -163,6 +104,81 @@ int32_t category(int32_t magnitude) {
   int32_t bits = 0;
   for (; magnitude > 0; magnitude /= 2) ++bits;
   return bits;
+}
+
+int32_t naturalIndex(int32_t position) {
+  if (position < 64) return zigzag()[static_cast<size_t>(position)];
+  return position < 72 ? 63 : -1;
+}
+
+int32_t extend(int32_t value, int32_t size) {
+  if (size == 0) return 0;
+  return value >> (size - 1) ? value : value + 1 - (1 << size);
+}
+
+int32_t maxCodeOf(const QlmDecodeHuffmanSpec& spec, int32_t length) {
+  return spec.maxCode[length] == 0xFFFF ? -1 : spec.maxCode[length];
+}
+
+int32_t symbolOf(const QlmDecodeHuffmanSpec& spec, int32_t code, int32_t length) {
+  return spec.symbols[(code - spec.minCode[length] + spec.firstIndex[length]) & 255];
+}
+
+int32_t takeBits(QlmDecodeHuffmanState& state, int32_t wanted) {
+  return takeBits(static_cast<uint32_t>(state.accumulator), state.bitCount, wanted);
+}
+
+FastBits::FastBits(uint64_t accumulator, int32_t count) {
+  for (int32_t i = count - 1; i >= 0; --i) append(static_cast<uint32_t>(accumulator >> i), 1);
+}
+
+void FastBits::append(uint32_t value, int32_t count) {
+  for (int32_t i = count - 1; i >= 0; --i) bits.push_back((value >> i) & 1);
+}
+
+int32_t FastBits::peek(int32_t count) const {
+  int32_t value = 0;
+  for (int32_t i = 0; i < count; ++i) value = value * 2 + bits[static_cast<size_t>(i)];
+  return value;
+}
+
+int32_t FastBits::take(int32_t count) {
+  const int32_t value = peek(count);
+  bits.erase(bits.begin(), bits.begin() + count);
+  return value;
+}
+
+bool FastBits::refill(const Input& in, int32_t& position) {
+  if (in.length - position < 8) return false;
+  const uint8_t* next = in.bytes + position;
+  if (std::find(next, next + 8, 0xFF) != next + 8) return fillFastByBytes(in.bytes, position, *this);
+  const int32_t whole = (64 - held()) / 8;
+  for (int32_t i = 0; i < whole; ++i) append(next[i], 8);
+  position += whole;
+  return true;
+}
+
+uint64_t FastBits::handBack(int32_t& position) {
+  while (held() > 32) {
+    bits.resize(bits.size() - 8);
+    --position;
+  }
+  uint64_t accumulator = 0;
+  for (const uint8_t bit : bits) accumulator = accumulator * 2 + bit;
+  return accumulator;
+}
+
+int32_t fastSymbol(const QlmDecodeHuffmanSpec& spec, FastBits& bits, const std::function<bool()>& refill) {
+  if (bits.held() < 8 && !refill()) return -1;
+  const uint32_t entry = spec.lookup[bits.peek(8)];
+  if (entry >> 16) {
+    bits.take(static_cast<int32_t>(entry >> 16));
+    return static_cast<int32_t>(entry & 0xFFFF);
+  }
+  if (bits.held() < 16 && !refill()) return -1;
+  for (int32_t length = 9; length <= 16; ++length)
+    if (bits.peek(length) <= maxCodeOf(spec, length)) return symbolOf(spec, bits.take(length), length);
+  return -1;
 }
 
 QlmStatus decodeSpecInit(const uint8_t* counts, const uint8_t* values, QlmDecodeHuffmanSpec& spec) {
@@ -331,26 +347,12 @@ bool decodeBlockFast(const Input& in, const QlmDecodeHuffmanSpec& dc, const QlmD
                      DecodedBlock& to) {
   if (*in.marker != 0 || in.length - *in.position < 24) return false;
   int32_t position = *in.position;
-  FastBits bits;
-  for (int32_t i = to.state.bitCount - 1; i >= 0; --i) bits.append(static_cast<uint32_t>(to.state.accumulator >> i), 1);
-  const auto refill = [&] {
-    if (in.length - position < 8) return false;
-    const uint8_t* next = in.bytes + position;
-    if (std::find(next, next + 8, 0xFF) != next + 8) return fillFastByBytes(in.bytes, position, bits);
-    const int32_t whole = (64 - bits.held()) / 8;
-    for (int32_t i = 0; i < whole; ++i) bits.append(next[i], 8);
-    position += whole;
-    return true;
-  };
+  FastBits bits(to.state.accumulator, to.state.bitCount);
+  const auto refill = [&] { return bits.refill(in, position); };
   DecodedBlock done = to;
   if (!decodeFast(dc, ac, bits, refill, done.block, done.lastDC, done.state.codedPositions)) return false;
-  while (bits.held() > 32) {
-    bits.bits.resize(bits.bits.size() - 8);
-    --position;
-  }
+  done.state.accumulator = bits.handBack(position);
   done.state.bitCount = bits.held();
-  done.state.accumulator = 0;
-  for (const uint8_t bit : bits.bits) done.state.accumulator = done.state.accumulator * 2 + bit;
   to = done;
   *in.position = position;
   return true;
@@ -444,8 +446,7 @@ bool decodeDirectFast(const uint8_t* bytes, uintptr_t address, const QlmDecodeHu
                       const QlmDecodeHuffmanSpec& ac, DirectBlock& to) {
   if (to.marker > 0) return false;
   int32_t position = to.bitPosition >> 3;
-  FastBits bits;
-  bits.append(to.bits, to.bitCount);
+  FastBits bits(to.bits, to.bitCount);
   const auto refill = [&] {
     const uint8_t* next = bytes + position;
     const bool inLine = (address + static_cast<uintptr_t>(position)) % 16 <= 12;
@@ -457,13 +458,8 @@ bool decodeDirectFast(const uint8_t* bytes, uintptr_t address, const QlmDecodeHu
   DirectBlock done = to;
   int32_t codedPositions;
   if (!decodeFast(dc, ac, bits, refill, done.block, done.lastDC, codedPositions)) return false;
-  while (bits.held() > 32) {  // what the caller's 32 bits cannot keep
-    bits.bits.resize(bits.bits.size() - 8);
-    --position;
-  }
+  done.bits = static_cast<uint32_t>(bits.handBack(position));
   done.bitCount = bits.held();
-  done.bits = 0;
-  for (const uint8_t bit : bits.bits) done.bits = done.bits * 2 + bit;
   done.bitPosition = position * 8;
   to = done;
   return true;

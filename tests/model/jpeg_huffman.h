@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <vector>
 
 #include "qlmjp.h"
 
@@ -14,8 +16,14 @@ namespace model {
 // Scan position to natural index (T.81 figure A.6), for positions 0 to 63.
 const std::array<int32_t, 64>& zigzag();
 
-// Bits of a magnitude up to 65535; 0 has none.
+// Scan position to natural index: 63 for up to eight positions too many, -1 beyond.
+int32_t naturalIndex(int32_t position);
+
+// Bits of a magnitude; 0 has none.
 int32_t category(int32_t magnitude);
+
+// T.81 F.2.2.1 EXTEND.
+int32_t extend(int32_t value, int32_t size);
 
 QlmStatus decodeSpecInit(const uint8_t* counts, const uint8_t* values, QlmDecodeHuffmanSpec& spec);
 QlmStatus encodeSpecInit(const uint8_t* counts, const uint8_t* values, QlmEncodeHuffmanSpec& spec);
@@ -40,6 +48,32 @@ struct Input {
 };
 QlmStatus fill(const Input& in, int32_t needed, QlmDecodeHuffmanState& state);
 QlmStatus getSymbol(const Input& in, const QlmDecodeHuffmanSpec& spec, QlmDecodeHuffmanState& state, int32_t& symbol);
+// Takes bits off the accumulator. With too few the count goes below zero and the value is what a shift by the count
+// modulo 32 finds.
+int32_t takeBits(QlmDecodeHuffmanState& state, int32_t wanted);
+
+// The value of a maxCode field: -1, below every code, for a length without codes.
+int32_t maxCodeOf(const QlmDecodeHuffmanSpec& spec, int32_t length);
+// Oversubscribed tables can point anywhere; the index stays inside the list.
+int32_t symbolOf(const QlmDecodeHuffmanSpec& spec, int32_t code, int32_t length);
+
+// The bits that a fast decoding route holds, oldest first.
+struct FastBits {
+  std::vector<uint8_t> bits;
+
+  FastBits(uint64_t accumulator, int32_t count);
+  int32_t held() const { return static_cast<int32_t>(bits.size()); }
+  void append(uint32_t value, int32_t count);
+  int32_t peek(int32_t count) const;
+  int32_t take(int32_t count);
+  // As many whole bytes as 64 bits have room for, from eight without 0xFF; with a 0xFF among them byte by byte until
+  // more than 24 bits are held. False with fewer than eight bytes left, and at a marker.
+  bool refill(const Input& in, int32_t& position);
+  // Returns whole bytes to the source until at most 32 bits are held, and those bits as an accumulator.
+  uint64_t handBack(int32_t& position);
+};
+// The next symbol; -1 where the route gives up. `refill` is called with fewer than 8 bits, or 16 for a longer code.
+int32_t fastSymbol(const QlmDecodeHuffmanSpec& spec, FastBits& bits, const std::function<bool()>& refill);
 
 QlmStatus encodeBlock(const int16_t* block, const Output& out, int16_t& lastDC, const QlmEncodeHuffmanSpec& dc,
                       const QlmEncodeHuffmanSpec& ac, QlmEncodeHuffmanState& state);

@@ -46,8 +46,9 @@ std::vector<uint8_t> firstScan(std::span<const uint8_t> file) {
   return {file.begin() + static_cast<ptrdiff_t>(at), file.end() - 2};
 }
 
-std::vector<uint8_t> scanOf(std::span<const std::vector<CoefficientBlock>> planes, int32_t blocksAcross,
-                            uint32_t restartInterval) {
+// The file of these coefficients, without subsampling.
+std::vector<uint8_t> fileOf(std::span<const std::vector<CoefficientBlock>> planes, int32_t blocksAcross,
+                            uint32_t restartInterval, bool optimal, const std::vector<LibjpegScanHeader>& script) {
   Compressor compressor;
   jpeg_compress_struct& cinfo = compressor.cinfo;
   const auto across = static_cast<JDIMENSION>(blocksAcross);
@@ -60,10 +61,18 @@ std::vector<uint8_t> scanOf(std::span<const std::vector<CoefficientBlock>> plane
   for (int i = 0; i < cinfo.num_components; ++i)
     cinfo.comp_info[i].h_samp_factor = cinfo.comp_info[i].v_samp_factor = 1;
   cinfo.restart_interval = restartInterval;
+  cinfo.optimize_coding = optimal;
+  std::vector<jpeg_scan_info> scans;
+  for (const LibjpegScanHeader& header : script)
+    scans.push_back({1, {}, header.first, header.last, header.high, header.low});
+  if (!scans.empty()) {
+    cinfo.scan_info = scans.data();
+    cinfo.num_scans = static_cast<int>(scans.size());
+  }
 
-  unsigned char* file = nullptr;
+  unsigned char* bytes = nullptr;
   unsigned long length = 0;
-  jpeg_mem_dest(&cinfo, &file, &length);
+  jpeg_mem_dest(&cinfo, &bytes, &length);
   auto* common = reinterpret_cast<j_common_ptr>(&cinfo);
   std::array<jvirt_barray_ptr, 3> arrays{};
   for (size_t i = 0; i < planes.size(); ++i)
@@ -76,9 +85,9 @@ std::vector<uint8_t> scanOf(std::span<const std::vector<CoefficientBlock>> plane
     }
   }
   jpeg_finish_compress(&cinfo);
-  std::vector<uint8_t> scan = firstScan({file, length});
-  std::free(file);
-  return scan;
+  std::vector<uint8_t> file(bytes, bytes + length);
+  std::free(bytes);
+  return file;
 }
 
 }  // namespace
@@ -101,12 +110,43 @@ HuffmanLists typicalTable(TypicalTable which) {
 
 std::vector<uint8_t> libjpegScan(const std::vector<CoefficientBlock>& blocks, int32_t blocksAcross,
                                  uint32_t restartInterval) {
-  return scanOf({&blocks, 1}, blocksAcross, restartInterval);
+  return firstScan(fileOf({&blocks, 1}, blocksAcross, restartInterval, false, {}));
 }
 
 std::vector<uint8_t> libjpegScan(const std::array<std::vector<CoefficientBlock>, 3>& planes, int32_t blocksAcross,
                                  uint32_t restartInterval) {
-  return scanOf(planes, blocksAcross, restartInterval);
+  return firstScan(fileOf(planes, blocksAcross, restartInterval, false, {}));
+}
+
+std::vector<LibjpegScan> libjpegOptimalScans(const std::vector<CoefficientBlock>& blocks, int32_t blocksAcross,
+                                             const std::vector<LibjpegScanHeader>& script, uint32_t restartInterval) {
+  const std::vector<uint8_t> file = fileOf({&blocks, 1}, blocksAcross, restartInterval, true, script);
+  std::vector<LibjpegScan> scans;
+  LibjpegScan scan;
+  size_t at = 2;
+  while (file[at + 1] != 0xD9) {
+    const uint8_t marker = file[at + 1];
+    const size_t end = at + 2 + static_cast<size_t>(file[at + 2] * 256 + file[at + 3]);
+    if (marker == 0xC4) {  // libjpeg-turbo gives each table a segment of its own
+      HuffmanLists& lists = file[at + 4] & 0xF0 ? scan.ac : scan.dc;
+      std::copy_n(file.begin() + static_cast<ptrdiff_t>(at) + 5, 16, lists.counts.begin());
+      lists.values.assign(file.begin() + static_cast<ptrdiff_t>(at) + 21, file.begin() + static_cast<ptrdiff_t>(end));
+    }
+    at = end;
+    if (marker != 0xDA) continue;
+    scan.segments.assign(1, {});
+    for (;; ++at) {
+      if (file[at] == 0xFF && file[at + 1] != 0) {
+        if (file[at + 1] < 0xD0 || file[at + 1] > 0xD7) break;
+        scan.segments.emplace_back();
+        ++at;
+      } else {
+        scan.segments.back().push_back(file[at]);
+      }
+    }
+    scans.push_back(scan);
+  }
+  return scans;
 }
 
 }  // namespace test

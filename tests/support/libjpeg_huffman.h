@@ -31,4 +31,20 @@ std::vector<uint8_t> libjpegScan(const std::vector<CoefficientBlock>& blocks, in
 std::vector<uint8_t> libjpegScan(const std::array<std::vector<CoefficientBlock>, 3>& planes, int32_t blocksAcross,
                                  uint32_t restartInterval);
 
+// A scan header (T.81 B.2.3).
+struct LibjpegScanHeader {
+  int32_t first, last, high, low;
+};
+
+// A scan with the tables that libjpeg-turbo made for it, cut at the restart markers.
+struct LibjpegScan {
+  HuffmanLists dc, ac;
+  std::vector<std::vector<uint8_t>> segments;
+};
+
+// The scans of a picture of one component with optimal tables: those of a progressive script, or a sequential one for
+// an empty script.
+std::vector<LibjpegScan> libjpegOptimalScans(const std::vector<CoefficientBlock>& blocks, int32_t blocksAcross,
+                                             const std::vector<LibjpegScanHeader>& script, uint32_t restartInterval);
+
 }  // namespace test

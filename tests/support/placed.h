@@ -70,6 +70,14 @@ inline Place placeOf(size_t round, size_t buffer) {
   return {place % 32, place < 32 ? Edge::Back : Edge::Front};
 }
 
+// The same for any number of buffers, and three times out of four flush with a page, in no pattern that could go along
+// with that of the data.
+inline Place mostlyFlushPlaceOf(size_t round, size_t buffer) {
+  const uint64_t bits = Random(0x91ACE + 64 * uint64_t{round} + buffer).bits();
+  if (bits % 4 == 0) return placeOf(round + 13 * (buffer / 5), buffer % 5);
+  return {0, bits & 4 ? Edge::Back : Edge::Front};
+}
+
 // Distances of rows of `rowBytes` bytes: none, odd and even paddings, and some that keep vectors aligned.
 inline size_t stepOf(size_t round, size_t rowBytes) {
   constexpr size_t kPadding[11] = {0, 1, 2, 3, 8, 15, 16, 24, 48, 111, 1000};

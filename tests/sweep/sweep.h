@@ -23,6 +23,7 @@ struct ArgumentValue {
   void* pointer = nullptr;
   int64_t number = 0;
   QlmSize size{};
+  QlmRect rect{};
 
   template <typename T>
   T as() const {
@@ -30,12 +31,15 @@ struct ArgumentValue {
       return reinterpret_cast<T>(pointer);
     else if constexpr (std::is_same_v<T, QlmSize>)
       return size;
+    else if constexpr (std::is_same_v<T, QlmRect>)
+      return rect;
     else
       return static_cast<T>(number);
   }
 };
 
-// One way to break an argument, entry `entry` of an array of plane pointers, or the 32-bit value behind a pointer.
+// One way to break an argument, entry `entry` of an array of plane pointers or steps, or the 32-bit value behind a
+// pointer.
 struct Fault {
   static constexpr int kWhole = -1, kContent = -2;
   int entry = kWhole;
@@ -46,16 +50,19 @@ struct Fault {
 };
 
 struct Argument {
-  enum class Kind { Pointer, Planes, Number, Size } kind;
+  enum class Kind { Pointer, Planes, Steps, Number, Size, Rect } kind;
   size_t bytes = 0;  // of the buffer behind a pointer, or behind each plane
-  int planes = 0;
+  int planes = 0;    // entries of an array
   ArgumentValue good;
   std::vector<Fault> faults;
   std::vector<Fault> entryFaults;
   std::vector<Fault> contentFaults;
+  size_t bytesBefore = 0;  // bytes of the buffer that lie before where the pointer points
 
   // Values of the 32-bit number behind the pointer that the export refuses: contents(i) in the order.
   Argument&& refuses(std::initializer_list<int32_t> values, QlmStatus status) &&;
+  // For exports that read samples before the first one.
+  Argument&& behind(size_t bytesOfBuffer) &&;
 };
 
 // A buffer large enough for every call of the table; null is the fault.
@@ -64,8 +71,12 @@ Argument pointer(size_t bytes = 8192);
 Argument planes(int n, size_t bytesEach = 8192);
 // A distance between rows; 0 and below are the faults.
 Argument step(int32_t good);
+// An array of n distances between rows. Faults of the entries are a check of their own, as those of planes().
+Argument steps(int n, int32_t good);
 // A region, with the smallest width and height that the export takes.
 Argument size(int32_t width, int32_t height, int32_t minWidth = 1, int32_t minHeight = 1);
+// A region in the grid of an image; its faults are sizes below 1.
+Argument rect(int32_t x, int32_t y, int32_t width, int32_t height);
 // A number with its bad values and their status; none where every value is legal.
 Argument number(int64_t good, std::vector<int64_t> bad = {}, QlmStatus status = qlmErrBadArgument);
 

@@ -30,6 +30,18 @@ QlmStatus ownHuffmanFlush(uint8_t* dst, int32_t dstLength, int32_t* position, Ql
 QlmStatus ownHuffmanFill(const uint8_t* src, int32_t srcLength, int32_t* position, int32_t* marker, int32_t needed,
                          QlmDecodeHuffmanState* state) {
   if (*marker != 0) return needed > state->bitCount ? qlmErrDctRange : qlmOk;
+  if (state->bitCount >= 25) return qlmOk;
+  // As the loop below would, where no 0xFF is near.
+  if (state->bitCount >= 0 && *position >= 0 && int64_t{srcLength} - *position >= 4) {
+    const uint32_t word = ownLoadBigEndian32(src + *position);
+    if (!ownHasByteFF(word)) {
+      const int32_t bytes = (32 - state->bitCount) / 8;
+      state->accumulator = static_cast<uint32_t>(state->accumulator << (8 * bytes) | word >> (32 - 8 * bytes));
+      state->bitCount += 8 * bytes;
+      *position += bytes;
+      return qlmOk;
+    }
+  }
   while (state->bitCount < 25) {
     if (*position >= srcLength) return needed > state->bitCount ? qlmErrOutOfBuffer : qlmOk;
     const uint8_t byte = src[(*position)++];
@@ -50,8 +62,8 @@ QlmStatus ownHuffmanFill(const uint8_t* src, int32_t srcLength, int32_t* positio
   return qlmOk;
 }
 
-QlmStatus ownHuffmanGetSymbol(const uint8_t* src, int32_t srcLength, int32_t* position, int32_t* marker,
-                              uint32_t* symbol, const QlmDecodeHuffmanSpec* spec, QlmDecodeHuffmanState* state) {
+QlmStatus ownHuffmanFindSymbol(const uint8_t* src, int32_t srcLength, int32_t* position, int32_t* marker,
+                               uint32_t* symbol, const QlmDecodeHuffmanSpec* spec, QlmDecodeHuffmanState* state) {
   const auto fill = [&](int32_t needed) { return ownHuffmanFill(src, srcLength, position, marker, needed, state); };
 
   if (state->bitCount < 8) {
@@ -59,8 +71,7 @@ QlmStatus ownHuffmanGetSymbol(const uint8_t* src, int32_t srcLength, int32_t* po
   }
   int32_t length = 1;
   if (state->bitCount >= 8) {
-    const uint32_t first = static_cast<uint32_t>(state->accumulator) >> ((state->bitCount - 8) & 31) & 255;
-    const uint32_t entry = spec->lookup[first];
+    const uint32_t entry = ownLookupEntry(spec, state);
     if (entry >> 16 != 0) {
       state->bitCount -= static_cast<int32_t>(entry >> 16);
       *symbol = entry & 0xFFFF;
@@ -84,14 +95,5 @@ QlmStatus ownHuffmanGetSymbol(const uint8_t* src, int32_t srcLength, int32_t* po
     }
   }
   *symbol = ownSymbolOfCode(spec, length, code);
-  return qlmOk;
-}
-
-QlmStatus ownHuffmanGetValue(const uint8_t* src, int32_t srcLength, int32_t* position, int32_t* marker,
-                             int32_t category, int32_t* value, QlmDecodeHuffmanState* state) {
-  if (state->bitCount < category) {
-    if (const QlmStatus status = ownHuffmanFill(src, srcLength, position, marker, category, state)) return status;
-  }
-  *value = ownExtend(ownHuffmanTakeBits(category, state), category);
   return qlmOk;
 }

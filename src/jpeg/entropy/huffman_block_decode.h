@@ -117,6 +117,24 @@ inline bool ownReadValue(Reader& reader, uint64_t category, int32_t& value) {
   return true;
 }
 
+// Refills with as many whole bytes of the next 8 as the register takes, or near a 0xFF byte by byte.
+struct QlmBoundedReader {
+  QlmBitWindow window;
+  const uint8_t* end;  // of the source
+};
+
+inline bool ownRefill(QlmBoundedReader& reader) {
+  QlmBitWindow& window = reader.window;
+  if (reader.end - window.next < 8) return false;
+  const uint64_t word = ownLoadBigEndian64(window.next);
+  if (ownHasByteFF(word)) return ownRefillBytes(window);
+  const int32_t bytes = (64 - window.count) / 8;
+  window.bits |= word >> (window.count & 63);
+  window.next += bytes;
+  window.count += 8 * bytes;
+  return true;
+}
+
 // Where decoding of a block stands: `scan` is the position of the next coefficient, 0 before the DC value.
 struct QlmBlockProgress {
   uint64_t scan;

@@ -46,12 +46,13 @@ struct QlmScanShuffle {
 // For the halves of the scan, 32 positions each in two lanes of 16: from which byte of a lane of the packed block each
 // position comes; the top bit set, which gives zero, where it comes from another. The packed block has rows 0, 2 | 1, 3
 // in its first vector and rows 4, 6 | 5, 7 in its second; shuffles 1 and 3 are for the vectors with their lanes
-// swapped.
-constexpr QlmScanShuffle makeScanShuffle() {
+// swapped. The scan in its order, or from its last position to its first.
+constexpr QlmScanShuffle makeScanShuffle(bool lastFirst) {
   QlmScanShuffle shuffle{};
-  for (int scan = 0; scan < 64; ++scan) {
-    const int half = scan / 32;
-    const int place = scan % 32;
+  for (int i = 0; i < 64; ++i) {
+    const int half = i / 32;
+    const int place = i % 32;
+    const int scan = lastFirst ? 63 - i : i;
     const int row = kZigzag.naturalOfScan[scan] / 8;
     const int column = kZigzag.naturalOfScan[scan] % 8;
     for (int source = 0; source < 4; ++source) {
@@ -62,7 +63,29 @@ constexpr QlmScanShuffle makeScanShuffle() {
   }
   return shuffle;
 }
-inline constexpr QlmScanShuffle kScanShuffle = makeScanShuffle();
+inline constexpr QlmScanShuffle kScanShuffle = makeScanShuffle(false);
+
+// 64 bytes by zig-zag position, from the packed block.
+struct QlmScanBytes {
+  __m256i half[2];
+};
+inline QlmScanBytes ownShuffleToScan(__m256i upper, __m256i lower, const QlmScanShuffle& shuffle) {
+  const __m256i packed[4] = {upper, _mm256_permute4x64_epi64(upper, 0x4E), lower,
+                             _mm256_permute4x64_epi64(lower, 0x4E)};
+  const auto from = [&](int half, int source) {
+    return _mm256_shuffle_epi8(packed[source], load32(shuffle.index[half][source]));
+  };
+  const auto halfOf = [&](int half) {
+    return _mm256_or_si256(_mm256_or_si256(from(half, 0), from(half, 1)),
+                           _mm256_or_si256(from(half, 2), from(half, 3)));
+  };
+  return {{halfOf(0), halfOf(1)}};
+}
+// The top bits of the bytes.
+inline uint64_t ownTopBits(const QlmScanBytes& bytes) {
+  const auto topBits = [](__m256i half) { return static_cast<uint32_t>(_mm256_movemask_epi8(half)); };
+  return uint64_t{topBits(bytes.half[1])} << 32 | topBits(bytes.half[0]);
+}
 
 // By zig-zag position: the magnitude category, and in a mask, bit k for position k, whether it is not zero.
 inline uint64_t ownCategoriesByScan(const __m256i (&magnitudes)[4], uint8_t* categories) {
@@ -77,18 +100,10 @@ inline uint64_t ownCategoriesByScan(const __m256i (&magnitudes)[4], uint8_t* cat
   };
   const __m256i upper = categoriesOf(magnitudes[0], magnitudes[1]);
   const __m256i lower = categoriesOf(magnitudes[2], magnitudes[3]);
-  const __m256i packed[4] = {upper, _mm256_permute4x64_epi64(upper, 0x4E), lower,
-                             _mm256_permute4x64_epi64(lower, 0x4E)};
-  uint32_t zeroes[2];
-  for (int half = 0; half < 2; ++half) {
-    const auto from = [&](int source) {
-      return _mm256_shuffle_epi8(packed[source], load32(kScanShuffle.index[half][source]));
-    };
-    const __m256i scan = _mm256_or_si256(_mm256_or_si256(from(0), from(1)), _mm256_or_si256(from(2), from(3)));
-    store32(categories + 32 * half, scan);
-    zeroes[half] = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(scan, zero)));
-  }
-  return ~(uint64_t{zeroes[1]} << 32 | zeroes[0]);
+  const QlmScanBytes scan = ownShuffleToScan(upper, lower, kScanShuffle);
+  store32(categories, scan.half[0]);
+  store32(categories + 32, scan.half[1]);
+  return ~ownTopBits({{_mm256_cmpeq_epi8(scan.half[0], zero), _mm256_cmpeq_epi8(scan.half[1], zero)}});
 }
 
 // Appends one block. With kNeedCodes a symbol without a code ends the work with false; otherwise such a symbol takes no
