@@ -17,7 +17,7 @@ using Decode = std::function<void(const Bytes&, sample::Picture&)>;
 using Convert = std::function<sample::Picture(const sample::Picture&)>;
 
 struct Codec {
-  std::string family;   // "JPEG 4:2:0": the files of one family make one curve and one row of pictures
+  std::string family;   // "JPEG 4:2:0": its files make one row of pictures, and one curve where their size rises
   std::string setting;  // "quality 75"
   std::string file;     // name of the file
   std::string mime;     // type by which every browser shows the file; empty where not every one does
@@ -33,11 +33,12 @@ struct Codec {
 };
 
 std::vector<Codec> jpegCodecs();
+std::vector<Codec> textureCodecs();
 std::vector<Codec> tiffCodecs();
 
 inline std::vector<Codec> allCodecs() {
   std::vector<Codec> all = jpegCodecs();
-  for (auto part : {tiffCodecs()}) all.insert(all.end(), part.begin(), part.end());
+  for (auto part : {textureCodecs(), tiffCodecs()}) all.insert(all.end(), part.begin(), part.end());
   return all;
 }
 

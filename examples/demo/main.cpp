@@ -44,19 +44,23 @@ int run(const std::string& source, const std::string& folder) {
   std::vector<demo::Codec> codecs = demo::allCodecs();
   if (picture.channels == 1) std::erase_if(codecs, [](const demo::Codec& codec) { return codec.channels != 1; });
   std::vector<demo::Result> results;
-  std::vector<demo::Exhibit> bands;
+  std::vector<demo::Section> sections;
   {
-    demo::Progress progress(codecs.size() + 2);
+    demo::Progress progress(codecs.size() + 3);
     for (const demo::Codec& codec : codecs) {
       progress.step(codec.family + ", " + codec.setting);
       results.push_back(demo::measure(codec, codec.channels == 1 ? grey : picture, folder));
     }
+    progress.step("smaller sizes");
+    sections.push_back(demo::reducedSizes(picture));
     progress.step("bands of wavelets");
-    bands = demo::waveletBands(picture);
-    for (const demo::Exhibit& exhibit : bands) sample::writePicture(folder + "/" + exhibit.file, exhibit.picture);
+    sections.push_back(demo::waveletBands(picture));
+    for (const demo::Section& section : sections)
+      for (const demo::Exhibit& exhibit : section.exhibits)
+        sample::writePicture(folder + "/" + exhibit.file, exhibit.picture);
     progress.step("page");
     std::ofstream out(folder + "/index.html", std::ios::binary);
-    out << demo::page(name, picture, results, bands);
+    out << demo::page(name, picture, results, sections);
     if (!out.flush()) throw std::runtime_error(folder + "/index.html: cannot be written");
   }
   printTable(results);
@@ -68,12 +72,13 @@ int run(const std::string& source, const std::string& folder) {
     ++failures;
   }
   const int failedFiles = failures;
-  for (const demo::Exhibit& exhibit : bands) {
-    std::cout << exhibit.file << ": " << exhibit.caption << "\n";
-    if (exhibit.failure.empty()) continue;
-    std::cerr << "FAILED: " << exhibit.file << ": " << exhibit.failure << "\n";
-    ++failures;
-  }
+  for (const demo::Section& section : sections)
+    for (const demo::Exhibit& exhibit : section.exhibits) {
+      std::cout << exhibit.file << ": " << exhibit.caption << "\n";
+      if (exhibit.failure.empty()) continue;
+      std::cerr << "FAILED: " << exhibit.file << ": " << exhibit.failure << "\n";
+      ++failures;
+    }
   std::cout
       << results.size() - static_cast<size_t>(failedFiles) << " of " << results.size()
       << " files stand the check with the independent decoder: it reads them, and its PSNR is within the bound of "

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 
@@ -192,9 +193,13 @@ double overall(const Family& family, Speed Result::*work, double Speed::*runner)
   return static_cast<double>(family.results.size()) / time;
 }
 
-// One curve a family of more than one file: PSNR over bits a pixel on a logarithmic axis.
+// One curve a family of files of rising size: PSNR over bits a pixel on a logarithmic axis.
 std::string rateChart(std::vector<Family> all) {
-  std::erase_if(all, [](const Family& family) { return family.results.size() < 2; });
+  // Formats of a fixed rate have no curve.
+  std::erase_if(all, [](const Family& family) {
+    return family.results.size() < 2 || std::ranges::adjacent_find(family.results, std::greater_equal(),
+                                                                   &Result::bitsPerPixel) != family.results.end();
+  });
   constexpr double kWidth = 540, kHeight = 340, kLeft = 44, kRight = 84, kTop = 12, kBottom = 46;
   double lowRate = 1e9, highRate = 0, lowPsnr = 1e9, highPsnr = 0;
   for (const Family& family : all) {
@@ -376,7 +381,7 @@ void writeCrops(std::ostream& out, const std::vector<Spot>& spots, const std::ve
 }  // namespace
 
 std::string page(const std::string& name, const sample::Picture& picture, const std::vector<Result>& results,
-                 const std::vector<Exhibit>& bands) {
+                 const std::vector<Section>& sections) {
   const std::vector<Family> all = families(results);
   size_t bytes = 0;
   for (const Result& r : results) bytes += r.file.size();
@@ -464,13 +469,15 @@ std::string page(const std::string& name, const sample::Picture& picture, const 
     }
     out << "</div>";
   }
-  out << "<h2>Bands of wavelets</h2><p>What three levels of JPEG 2000's wavelets make of the picture, before anything "
-         "is quantised or coded. In the corner stands what is low in both directions, halved three times; the other "
-         "bands hold details, shown three times as strong around mid grey.</p><div class=\"charts\">";
-  for (const Exhibit& exhibit : bands)
-    out << "<figure><a href=\"" << exhibit.file << "\"><img alt=\"" << exhibit.file << "\" src=\""
-        << reducedUri(exhibit.picture, factor) << "\"></a><figcaption>" << exhibit.caption << "</figcaption></figure>";
-  out << "</div></main><script>" << kScript << "</script></body></html>\n";
+  for (const Section& section : sections) {
+    out << "<h2>" << section.heading << "</h2><p>" << section.text << "</p><div class=\"charts\">";
+    for (const Exhibit& exhibit : section.exhibits)
+      out << "<figure><a href=\"" << exhibit.file << "\"><img alt=\"" << exhibit.file << "\" src=\""
+          << reducedUri(exhibit.picture, exhibit.picture.width > 1200 ? factor : 1) << "\"></a><figcaption>"
+          << exhibit.caption << "</figcaption></figure>";
+    out << "</div>";
+  }
+  out << "</main><script>" << kScript << "</script></body></html>\n";
   return out.str();
 }
 

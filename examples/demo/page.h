@@ -10,6 +10,6 @@
 namespace demo {
 
 std::string page(const std::string& name, const sample::Picture& picture, const std::vector<Result>& results,
-                 const std::vector<Exhibit>& bands);
+                 const std::vector<Section>& sections);
 
 }  // namespace demo

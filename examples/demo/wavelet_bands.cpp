@@ -7,10 +7,15 @@
 
 namespace demo {
 
-std::vector<Exhibit> waveletBands(const sample::Picture& picture) {
+Section waveletBands(const sample::Picture& picture) {
   constexpr int32_t kLevels = 3;
   constexpr double kLeast = 50;  // dB of 9/7, whose values are rounded at each level
-  std::vector<Exhibit> exhibits;
+  Section section{
+      "Bands of wavelets",
+      "What three levels of JPEG 2000's wavelets make of the picture, before anything is quantised or coded. "
+      "In the corner stands what is low in both directions, halved three times; the other bands hold details, "
+      "shown three times as strong around mid grey.",
+      {}};
   for (const auto wavelet : {sample::Wavelet::k53, sample::Wavelet::k97}) {
     const sample::Bands bands = sample::toBands(picture, wavelet, kLevels);
     const double psnr = sample::psnr(sample::fromBands(bands), picture);
@@ -23,9 +28,9 @@ std::vector<Exhibit> waveletBands(const sample::Picture& picture) {
     }
     Exhibit exhibit{reversible ? "bands-53.png" : "bands-97.png", caption, sample::showBands(bands), ""};
     if (psnr < (reversible ? INFINITY : kLeast)) exhibit.failure = "the bands do not make the picture again";
-    exhibits.push_back(std::move(exhibit));
+    section.exhibits.push_back(std::move(exhibit));
   }
-  return exhibits;
+  return section;
 }
 
 }  // namespace demo

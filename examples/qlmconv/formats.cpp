@@ -34,7 +34,7 @@ void writeBytes(const fs::path& file, const std::vector<uint8_t>& bytes) {
 }
 
 ReadResult readPlain(const fs::path& file, const sample::JpegReadOptions&) {
-  return {sample::readAnyPicture(file), {}};
+  return {sample::readAnyPicture(file), {}, {}};
 }
 
 // These formats have no CMYK.
@@ -47,15 +47,15 @@ void writePlain(const fs::path& file, const sample::AnyPicture& picture) {
   std::visit([&](const auto& p) { sample::writePicture(file, p); }, withoutCmyk(picture));
 }
 
-void writePng(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+void writePng(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions&) {
   writePlain(file, picture);
 }
 
-void writePgm(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+void writePgm(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions&) {
   writePlain(file, toGrey(picture));
 }
 
-void writePpm(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+void writePpm(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions&) {
   const auto* deep = std::get_if<sample::Picture16>(&picture);
   if (deep && deep->channels == 3)
     sample::writePicture(file, *deep);
@@ -77,23 +77,51 @@ ReadResult readJpegFile(const fs::path& file, const sample::JpegReadOptions& opt
   return result;
 }
 
-void writeJpegFile(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions& options) {
+void writeJpegFile(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions& options) {
   writeBytes(file, std::visit([&](const auto& p) { return sample::writeJpeg(p, options); }, picture));
 }
 
 ReadResult readTiffFile(const fs::path& file, const sample::JpegReadOptions&) {
   try {
     sample::Picture16 picture = sample::readTiff(readBytes(file));
-    if (picture.bits == 8) return {sample::to8Bits(picture), {}};
-    return {std::move(picture), {}};
+    if (picture.bits == 8) return {sample::to8Bits(picture), {}, {}};
+    return {std::move(picture), {}, {}};
   } catch (const sample::TiffError& error) {
     fail(file, error.what());
   }
 }
 
-void writeTiffFile(const fs::path& file, const sample::AnyPicture& picture, const sample::JpegWriteOptions&) {
+void writeTiffFile(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions&) {
   const auto bytes = [](const auto& p) { return sample::writeTiff(sample::toBits(p, bitsOf(p) > 8 ? 16 : 8)); };
   writeBytes(file, std::visit(bytes, withoutCmyk(picture)));
+}
+
+ReadResult readDdsFile(const fs::path& file, const sample::JpegReadOptions&) {
+  try {
+    const sample::Texture texture = sample::readDds(readBytes(file));
+    ReadResult result{sample::decodeTexture(texture), {}, {}};
+    if (sample::isHalf(texture.format)) result.half = sample::decodeHalf(texture.levels[0], texture.format);
+    return result;
+  } catch (const sample::DdsError& error) {
+    fail(file, error.what());
+  }
+}
+
+void writeDdsFile(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions& options) {
+  const sample::Picture pixels = sample::to8Bits(withoutCmyk(picture));
+  const sample::Bc7Options bc7{options.bc7Modes, options.progress};
+  writeBytes(file,
+             sample::writeDds(sample::encodeTexture(pixels, options.texture, options.mipmaps, bc7), options.header));
+}
+
+ReadResult readPfm(const fs::path& file, const sample::JpegReadOptions&) { fail(file, "PFM is only written"); }
+
+void writePfm(const fs::path& file, const sample::AnyPicture&, const WriteOptions&) {
+  fail(file, "only BC6 textures have floats to write");
+}
+
+void writePfmOfHalf(const fs::path& file, const sample::HalfPicture& picture) {
+  writeBytes(file, sample::writePfm(picture));
 }
 
 const Format kFormats[]{
@@ -102,6 +130,8 @@ const Format kFormats[]{
     {{"pgm"}, readPlain, writePgm},
     {{"jpg", "jpeg"}, readJpegFile, writeJpegFile},
     {{"tif", "tiff"}, readTiffFile, writeTiffFile},
+    {{"dds"}, readDdsFile, writeDdsFile},
+    {{"pfm"}, readPfm, writePfm, writePfmOfHalf},
 };
 
 }  // namespace

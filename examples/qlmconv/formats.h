@@ -2,25 +2,35 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "jpeg/jpeg_reader.h"
 #include "jpeg/jpeg_writer.h"
+#include "texture/texture_codec.h"
 
 namespace qlmconv {
 
 struct ReadResult {
   sample::AnyPicture picture;
-  std::string warning;  // why the picture is not whole; empty where it is
+  std::string warning;                           // why the picture is not whole; empty where it is
+  std::optional<sample::HalfPicture> half = {};  // where the file has floats, of which `picture` is a cut
+};
+
+struct WriteOptions : sample::JpegWriteOptions {
+  sample::TextureFormat texture = sample::TextureFormat::kDxt1;
+  sample::DdsHeader header = sample::DdsHeader::kFourCc;
+  bool mipmaps = false;
+  std::vector<uint32_t> bc7Modes = sample::Bc7Options().modes;
 };
 
 struct Format {
   std::vector<std::string_view> extensions;
   ReadResult (*read)(const std::filesystem::path& file, const sample::JpegReadOptions& options);
-  void (*write)(const std::filesystem::path& file, const sample::AnyPicture& picture,
-                const sample::JpegWriteOptions& options);
+  void (*write)(const std::filesystem::path& file, const sample::AnyPicture& picture, const WriteOptions& options);
+  void (*writeHalf)(const std::filesystem::path& file, const sample::HalfPicture& picture) = nullptr;
 };
 
 // By the extension of the file, in any case; null where it is unknown.

@@ -34,6 +34,9 @@ Examples:
   qlmconv scan16.png scan12.jpg --bits 12 -q 95          12-bit samples with the DCT
   qlmconv camera.jpg thumb.png --scale 1/8               decode an eighth of the size only
   qlmconv camera.jpg smooth.png --upsampling triangle    interpolate chroma
+  qlmconv photo.png photo.dds --texture ycocg --mipmaps  a texture for a graphics card, with its smaller levels
+  qlmconv photo.png photo.dds -t bc7 --bc7-modes 1,3,6   BC7 in three of its modes
+  qlmconv light.dds light.pfm                            BC6 to a picture of floats
   qlmconv photo.png bands.png --show-bands 3             what three levels of a wavelet make of it
 
 Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done, but the input is damaged or truncated and only a part of it
@@ -42,7 +45,7 @@ could be decoded.)";
 struct Options {
   fs::path in, out;
   sample::JpegReadOptions read;
-  sample::JpegWriteOptions write;
+  qlmconv::WriteOptions write;
   std::optional<int32_t> bits;
   bool grey = false, quiet = false;
   std::optional<int32_t> levels;  // of bands to show
@@ -95,7 +98,10 @@ int convert(Options& options, const qlmconv::Format& from, const qlmconv::Format
   {
     qlmconv::ProgressBar bar("writing", !options.quiet);
     options.write.progress = std::ref(bar);
-    to.write(options.out, source.picture, options.write);
+    if (source.half && to.writeHalf)
+      to.writeHalf(options.out, *source.half);
+    else
+      to.write(options.out, source.picture, options.write);
   }
   return source.warning.empty() ? kDone : kPartial;
 }
@@ -180,6 +186,26 @@ int run(int argc, char** argv) {
       ->transform(oneOf<sample::Wavelet>({{"5/3", sample::Wavelet::k53}, {"9/7", sample::Wavelet::k97}}))
       ->type_name("")
       ->needs(levels);
+  app.add_option("-t,--texture", options.write.texture,
+                 "Blocks of a DDS: dxt1, dxt3, dxt5, ycocg, bc4, bc5 or bc7 (default dxt1)")
+      ->transform(oneOf<sample::TextureFormat>({{"dxt1", sample::TextureFormat::kDxt1},
+                                                {"dxt3", sample::TextureFormat::kDxt3},
+                                                {"dxt5", sample::TextureFormat::kDxt5},
+                                                {"ycocg", sample::TextureFormat::kYCoCgDxt5},
+                                                {"bc4", sample::TextureFormat::kBc4},
+                                                {"bc5", sample::TextureFormat::kBc5},
+                                                {"bc7", sample::TextureFormat::kBc7}}))
+      ->type_name("");
+  app.add_option("--bc7-modes", options.write.bc7Modes,
+                 "Modes to try for each block of BC7, such as 1,3,6 (default all)")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::Range(0, 7))
+      ->default_str("")
+      ->type_name("");
+  app.add_flag("-m,--mipmaps", options.write.mipmaps, "Give a DDS all smaller levels");
+  app.add_flag_callback(
+      "--dx10", [&] { options.write.header = sample::DdsHeader::kDx10; }, "Give a DDS the header of DirectX 10");
   app.add_flag("-g,--grey", options.grey, "Drop colour");
   app.add_flag("--quiet", options.quiet, "No warnings and no progress bar");
   try {

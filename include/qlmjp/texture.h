@@ -214,6 +214,34 @@ QLM_API QlmStatus qlmiTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const uint8_t* src, 
 /** @name Encoding of BC7
  *  @{ */
 
+/**
+ * Encodes one block of 4 x 4 RGBA pixels to BC7 in one mode. For the best block of several modes call it for each of
+ * them and keep the one of the least error.
+ *
+ * The search is a fixed one, so that the block is defined to the bit. Each partition of the mode is estimated, with the
+ * ends of each subset on the principal axis of its R, G, B and at the extremes of its alpha, by 8-bit palettes. The
+ * best quarter of the partitions, or the only one, is refined: the quantised ends are searched channel by channel, one
+ * at a time in halving steps and then together among all pairs near by, and the indices chosen anew. The index of a
+ * pixel is found by going up through the palette until the distance rises. Modes 4 and 5 do this for all rotations,
+ * mode 4 for both index selections. The block of the least error is written, the first of equal ones.
+ *
+ * The error is the sum of the squared differences of all four channels. In modes 0 to 3 a pixel counts with the
+ * difference of its alpha from 255. In modes with p-bits (0, 1, 3, 6, 7) the error is that of the ends before the
+ * p-bits, which several values share, are decided by a majority; that of the decoded block may be higher.
+ *
+ * @param[in] src  the first of 16 pixels of 4 bytes, R, G, B, A; must not overlap @p dst or @p err
+ * @param[in] srcStep  bytes between rows of pixels, not 0
+ * @param[out] dst  the block, 16 bytes
+ * @param[out] err  the error of the block
+ * @param[in] mode  the mode of BC7, 0 to 7
+ * @retval qlmOk  block and error are written
+ * @retval qlmErrNullPointer  @p src, @p dst or @p err is null
+ * @retval qlmErrStep  @p srcStep is 0
+ * @retval qlmErrUnsupportedMode  @p mode is above 7
+ */
+QLM_API QlmStatus qlmiTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const uint8_t* src, int32_t srcStep, uint8_t* dst,
+                                                                 uint32_t* err, uint32_t mode);
+
 /** @} */
 /** @name YCoCg in DXT5
  *  @{ */

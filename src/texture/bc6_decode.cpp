@@ -3,9 +3,6 @@
 //
 // Where this departs from the published format, it is meant to: sums of a base end and a delta are wrapped only where
 // they are not negative and not sign-extended, and the largest value of a width is recognised by equality alone.
-#include <type_traits>
-#include <utility>
-
 #include "frame/frame.h"
 #include "frame/simd.h"
 #include "texture/bc6_tables.h"
@@ -186,34 +183,58 @@ void decodeMode(const BlockBits& block, uint8_t* dst, int32_t dstStep) {
   }
 }
 
+void decodeReserved(uint8_t* dst, int32_t dstStep) {
+  for (int y = 0; y < 4; ++y) storeRow(dst + ptrdiff_t{dstStep} * y, 0, 0, 0, 0);
+}
+
+struct ModeTable {
+  uint8_t byCode[32];
+};
+constexpr ModeTable makeModes() {
+  ModeTable modes{};
+  for (int code = 0; code < 32; ++code) modes.byCode[code] = static_cast<uint8_t>(bc6ModeOf(code));
+  return modes;
+}
+constexpr ModeTable kModes = makeModes();
+
 template <bool kSigned>
 struct Bc6 {
   static constexpr int32_t kBlockBytes = 16, kPixelBytes = 6, kGroup = 1;
 
-  using Decode = void(const BlockBits& block, uint8_t* dst, int32_t dstStep);
-
-  static void decodeReserved(const BlockBits&, uint8_t* dst, int32_t dstStep) {
-    for (int y = 0; y < 4; ++y) storeRow(dst + ptrdiff_t{dstStep} * y, 0, 0, 0, 0);
-  }
-
-  template <int... kIndex>
-  static constexpr auto makeTable(std::integer_sequence<int, kIndex...>) {
-    struct Table {
-      Decode* byCode[sizeof...(kIndex)];
-    };
-    constexpr auto decoder = [](auto code) -> Decode* {
-      constexpr int kMode = bc6ModeOf(code);
-      if constexpr (kMode == kBc6Reserved)
-        return decodeReserved;
-      else
-        return decodeMode<kSigned, kMode>;
-    };
-    return Table{{decoder(std::integral_constant<int, kIndex>{})...}};
-  }
-
   static void decode(const uint8_t* src, uint8_t* dst, int32_t dstStep) {
-    static constexpr auto kTable = makeTable(std::make_integer_sequence<int, 32>{});
-    kTable.byCode[src[0] & 31](BlockBits::load(src), dst, dstStep);
+    const BlockBits block = BlockBits::load(src);
+    switch (kModes.byCode[src[0] & 31]) {
+      case 0:
+        return decodeMode<kSigned, 0>(block, dst, dstStep);
+      case 1:
+        return decodeMode<kSigned, 1>(block, dst, dstStep);
+      case 2:
+        return decodeMode<kSigned, 2>(block, dst, dstStep);
+      case 3:
+        return decodeMode<kSigned, 3>(block, dst, dstStep);
+      case 4:
+        return decodeMode<kSigned, 4>(block, dst, dstStep);
+      case 5:
+        return decodeMode<kSigned, 5>(block, dst, dstStep);
+      case 6:
+        return decodeMode<kSigned, 6>(block, dst, dstStep);
+      case 7:
+        return decodeMode<kSigned, 7>(block, dst, dstStep);
+      case 8:
+        return decodeMode<kSigned, 8>(block, dst, dstStep);
+      case 9:
+        return decodeMode<kSigned, 9>(block, dst, dstStep);
+      case 10:
+        return decodeMode<kSigned, 10>(block, dst, dstStep);
+      case 11:
+        return decodeMode<kSigned, 11>(block, dst, dstStep);
+      case 12:
+        return decodeMode<kSigned, 12>(block, dst, dstStep);
+      case 13:
+        return decodeMode<kSigned, 13>(block, dst, dstStep);
+      default:
+        return decodeReserved(dst, dstStep);
+    }
   }
 };
 

@@ -31,7 +31,7 @@ const std::vector<std::string> kExports = {
 };
 
 // How many exports are still to come. Counts down to 0.
-constexpr size_t kStillMissing = 300 - 235;
+constexpr size_t kStillMissing = 300 - 236;
 
 Names listed() { return {kExports.begin(), kExports.end()}; }
 

@@ -11,6 +11,7 @@
 #include "jpeg/jpeg_reader.h"
 #include "jpeg/jpeg_writer.h"
 #include "jpeg2000/bands.h"
+#include "texture/texture_codec.h"
 
 namespace test {
 namespace {
@@ -264,6 +265,57 @@ TEST_F(Programs, MinimalWritesAFileThatOthersRead) {
     for (int32_t x = 0; x < 512; ++x) drawn.row(y)[x] = static_cast<uint8_t>((x * x + y * y) / 512);
   EXPECT_GT(psnr(peer, drawn), 35);
   EXPECT_GT(psnr(sample::readJpeg(file), drawn), 35);
+}
+
+TEST_F(Programs, TexturesInDdsFiles) {
+  const sample::Picture picture = sample::paintPicture(67, 41);
+  sample::writePicture(path("in.png"), picture);
+  for (const auto& [name, format] : {std::pair{"dxt1", sample::TextureFormat::kDxt1},
+                                     {"dxt3", sample::TextureFormat::kDxt3},
+                                     {"dxt5", sample::TextureFormat::kDxt5},
+                                     {"ycocg", sample::TextureFormat::kYCoCgDxt5},
+                                     {"bc4", sample::TextureFormat::kBc4},
+                                     {"bc5", sample::TextureFormat::kBc5}}) {
+    EXPECT_RESULT(convert(std::string("in.png out.dds --mipmaps --texture ") + name), 0, "");
+    const sample::Texture texture = sample::encodeTexture(picture, format, true);
+    EXPECT_EQ(read("out.dds"), sample::writeDds(texture));
+    EXPECT_RESULT(convert("out.dds back.ppm"), 0, "");
+    EXPECT_EQ(sample::readPicture(path("back.ppm")), sample::toRgb(sample::decodeTexture(texture)));
+  }
+  EXPECT_RESULT(convert("in.png out.dds --dx10"), 0, "");
+  EXPECT_EQ(read("out.dds"),
+            sample::writeDds(sample::encodeTexture(picture, sample::TextureFormat::kDxt1), sample::DdsHeader::kDx10));
+  EXPECT_RESULT(convert("in.png out.dds --texture bc8"), 2, "--texture");
+}
+
+TEST_F(Programs, Bc7InChosenModes) {
+  const sample::Picture picture = sample::paintPicture(21, 13);
+  sample::writePicture(path("in.png"), picture);
+  const auto expected = [&](bool mipmaps, const sample::Bc7Options& options) {
+    return sample::writeDds(sample::encodeTexture(picture, sample::TextureFormat::kBc7, mipmaps, options));
+  };
+  EXPECT_RESULT(convert("in.png out.dds --texture bc7 --bc7-modes 1,3,6"), 0, "");
+  EXPECT_EQ(read("out.dds"), expected(false, {.modes = {1, 3, 6}}));
+  EXPECT_RESULT(convert("out.dds back.ppm"), 0, "");
+  EXPECT_EQ(sample::readPicture(path("back.ppm")), sample::decodeTexture(sample::readDds(read("out.dds"))));
+  EXPECT_RESULT(convert("in.png out.dds --texture bc7 --mipmaps"), 0, "");
+  EXPECT_EQ(read("out.dds"), expected(true, {}));
+  EXPECT_RESULT(convert("in.png out.dds --texture bc7 --bc7-modes 1,8"), 2, "--bc7-modes");
+  EXPECT_RESULT(convert("in.png out.dds --texture bc7 --bc7-modes six"), 2, "--bc7-modes");
+}
+
+TEST_F(Programs, HalfFloatTexturesAsPfm) {
+  sample::Texture texture{sample::TextureFormat::kBc6Unsigned, {{5, 3, Bytes(32)}}};
+  for (size_t i = 0; i < 32; ++i) texture.levels[0].blocks[i] = static_cast<uint8_t>(37 * i + 3);
+  const Bytes file = sample::writeDds(texture);
+  write("light.dds", file);
+  EXPECT_RESULT(convert("light.dds light.pfm"), 0, "");
+  EXPECT_EQ(read("light.pfm"), sample::writePfm(sample::decodeHalf(texture.levels[0], texture.format)));
+  EXPECT_RESULT(convert("light.dds light.ppm"), 0, "");
+  EXPECT_RESULT(convert("light.ppm other.pfm"), 1, "other.pfm: only BC6 textures have floats to write");
+  EXPECT_RESULT(convert("light.pfm other.ppm"), 1, "light.pfm: PFM is only written");
+  write("cut.dds", Bytes(file.begin(), file.end() - 1));
+  EXPECT_RESULT(convert("cut.dds cut.png"), 1, "cut.dds: truncated in level 0");
 }
 
 }  // namespace

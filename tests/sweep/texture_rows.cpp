@@ -29,6 +29,9 @@ std::vector<Row> textureRows() {
   encoder(NAMED(qlmiTextureEncodeBlock_BC4_8u_C1R));
   encoder(NAMED(qlmiTextureEncodeBlockFromRG_BC5_8u_C2C1R));
   encoder(NAMED(qlmiTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R));
+  rows.push_back(row(NAMED(qlmiTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R),
+                     {pointer(), anyStep, pointer(), pointer(), number(6, {8, 9, -1}, qlmErrUnsupportedMode)},
+                     {0, 2, 3, 1, 4}));
   return rows;
 }
 
