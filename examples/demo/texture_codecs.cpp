@@ -10,7 +10,7 @@ namespace {
 
 Codec bc7Codec() {
   return {
-      .family = "Texture RGB",
+      .family = "Texture BC7",
       .setting = "BC7, mode 6",
       .file = "texture-bc7.dds",
       .mime = "",

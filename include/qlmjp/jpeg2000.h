@@ -1,6 +1,6 @@
 /**
  * @file
- * JPEG 2000 (ITU-T T.800): wavelets, component transforms and code-blocks. No codestream, tiles or packets.
+ * JPEG 2000 (ITU-T T.800): wavelets and component transforms. No codestream, tiles or packets.
  */
 #ifndef QLMJP_JPEG2000_H
 #define QLMJP_JPEG2000_H
@@ -799,14 +799,6 @@ QLM_API QlmStatus qlmiICTFwd_JPEG2K_16s_P3IR(int16_t* const srcDst[3], int32_t s
  * @retval qlmErrSize  the width or height is below 1
  */
 QLM_API QlmStatus qlmiICTInv_JPEG2K_16s_P3IR(int16_t* const srcDst[3], int32_t srcDstStep, QlmSize roiSize);
-
-/** @} */
-/** @name Encoding of code-blocks (T.800 Annexes C, D)
- *  @{ */
-
-/** @} */
-/** @name Decoding of code-blocks (T.800 Annexes C, D)
- *  @{ */
 
 /** @} */
 
