@@ -506,24 +506,9 @@ TEST(Wavelet97Planes, ThirtyTwoBitsClampAboveTwoToThe31) {
 
 // --- Constants and limits by number ----------------------------------------------------------------------------------
 
-// One step on rows of one value each, whose results are the nine rows.
-template <typename T, size_t kWidth = 1>
-std::array<T, 8> step(QlmStatus (*function)(const T*, const T*, const T*, T*, T*, T*, T*, T*, int32_t),
-                      const std::array<T, 8>& in) {
-  std::array<std::vector<T>, 8> rows;
-  for (size_t i = 0; i < 8; ++i) rows[i].assign(kWidth, in[i]);
-  EXPECT_EQ(function(rows[0].data(), rows[1].data(), rows[2].data(), rows[3].data(), rows[4].data(), rows[5].data(),
-                     rows[6].data(), rows[7].data(), kWidth),
-            qlmOk);
-  std::array<T, 8> out;
-  for (size_t i = 0; i < 8; ++i) {
-    EXPECT_EQ(rows[i], std::vector<T>(kWidth, rows[i][0])) << "row " << i;
-    out[i] = rows[i][0];
-  }
-  return out;
-}
-template <typename T, size_t kWidth = 1>
-std::array<T, 8> step(QlmStatus (*function)(const T*, const T*, const T*, const T*, T*, T*, T*, T*, int32_t),
+// One step on rows of one value each, whose results are the eight rows.
+template <typename T, size_t kWidth = 1, typename Fourth>  // which only the inverse step does not write
+std::array<T, 8> step(QlmStatus (*function)(const T*, const T*, const T*, Fourth*, T*, T*, T*, T*, int32_t),
                       const std::array<T, 8>& in) {
   std::array<std::vector<T>, 8> rows;
   for (size_t i = 0; i < 8; ++i) rows[i].assign(kWidth, in[i]);
