@@ -339,6 +339,8 @@ struct PairSpread {
 
 template <typename F>
 struct SubsetSearch {
+  static constexpr int kStage = 4;  // pixels by which candidates are sifted at a time
+
   int count;     // pixels
   int groups;    // candidates that fit into a vector of words: 1, 2 or 4
   __m256i used;  // 1 in lanes with a pixel
@@ -354,16 +356,35 @@ struct SubsetSearch {
   int largestBase;
   uint32_t rest;
 
-  void collect(const Pixels& pixels, uint32_t mask) {
+  // What candidates are sifted by: the same sums as they are, saturated; the least of a pixel; the error that they come
+  // to, which is the least whatever the ends of the channel; and the entries that a better candidate can use, for the
+  // pixels of each stage.
+  static constexpr bool isSifted(int channel) { return F::indexBits(channel) >= 3; }
+  __m256i plain[16], bottom;
+  int64_t bottomError;
+  struct {
+    int first, end;
+  } window[4];
+
+  // `index` tells where the pixels lie between the ends: those at the first end come first, then those at the second,
+  // then the others, so that four pixels in a row lie at near entries, and the first ones tell most of a candidate.
+  void collect(const Pixels& pixels, uint32_t mask, const int32_t (&index)[16]) {
     count = __builtin_popcount(mask);
     groups = count <= 4 ? 4 : count <= 8 ? 2 : 1;
     const int lanes = 16 / groups;
-    alignas(32) uint16_t words[kChannels][16];
+    int rising[16], order[16];
     int n = 0;
-    for (uint32_t left = mask; left; left &= left - 1, ++n) {
+    for (uint32_t left = mask; left; left &= left - 1) {
       const int i = __builtin_ctz(left);
-      for (int c = 0; c < kChannels; ++c) words[c][n] = pixels.of[c][i];
+      int at = n++;
+      for (; at > 0 && index[rising[at - 1]] > index[i]; --at) rising[at] = rising[at - 1];
+      rising[at] = i;
     }
+    for (int i = 0; i < count; ++i)
+      order[i] = rising[i < kStage ? i : i < 2 * kStage ? count - 1 - (i - kStage) : i - kStage];
+    alignas(32) uint16_t words[kChannels][16];
+    for (int i = 0; i < count; ++i)
+      for (int c = 0; c < kChannels; ++c) words[c][i] = pixels.of[c][order[i]];
     for (; n < lanes; ++n)
       for (int c = 0; c < kChannels; ++c) words[c][n] = words[c][0];
     uint32_t inUse = 0;
@@ -399,7 +420,8 @@ struct SubsetSearch {
   uint32_t wideError(uint16_t pair) const {
     constexpr int kEntries = entries(kFirst);
     __m256i sum = _mm256_setzero_si256();
-    for (int h = 0; h < 2; ++h) {
+    const int halves = groups == 1 ? 2 : 1;  // of the pixels of one candidate
+    for (int h = 0; h < halves; ++h) {
       const auto half = [h](__m256i v) {
         return _mm256_cvtepu16_epi32(h ? _mm256_extracti128_si256(v, 1) : _mm256_castsi256_si128(v));
       };
@@ -428,13 +450,15 @@ struct SubsetSearch {
 
   template <int kChannel>
   void takeBase() {
+    const __m256i lowest = _mm256_set1_epi16(-0x8000);
     __m256i top = _mm256_setzero_si256();
     for (int i = 0; i < entries(kChannel); ++i) {
       __m256i sum = _mm256_setzero_si256();
       for (int c = firstOf(kChannel); c < endOf(kChannel); ++c)
         if (c != kChannel) sum = _mm256_adds_epu16(sum, square[c][i]);
       top = _mm256_max_epu16(top, sum);
-      base[i] = _mm256_xor_si256(sum, _mm256_set1_epi16(-0x8000));
+      if constexpr (isSifted(kChannel)) plain[i] = sum;
+      base[i] = _mm256_xor_si256(sum, lowest);
     }
     largestBase = 0xFFFF - leastWord(_mm256_xor_si256(top, _mm256_set1_epi16(-1)));
     rest = 0;
@@ -442,14 +466,64 @@ struct SubsetSearch {
       constexpr int kOther = kChannel == kAlpha ? 0 : kAlpha;
       rest = wideError<firstOf(kOther), endOf(kOther), -1>(0);
     }
+    if constexpr (isSifted(kChannel)) takeBounds<kChannel>();
   }
 
-  // Errors of candidates: pairs of 8-bit ends of the channel, all between `low` and `high`. Reads up to three pairs
-  // more, and writes up to seven errors more.
   template <int kChannel>
-  void errorsOf(const uint16_t* pairs, int candidates, int low, int high, uint32_t* errors) const {
-    const int up = high - smallest[kChannel], down = largest[kChannel] - low, farthest = up > down ? up : down;
-    if (largestBase + farthest * farthest >= 0xFFFF) {
+  void takeBounds() {
+    constexpr int kEntries = entries(kChannel);
+    bottom = plain[0];
+    for (int i = 1; i < kEntries; ++i) bottom = _mm256_min_epu16(bottom, plain[i]);
+    const __m256i counted = _mm256_and_si256(bottom, wordLanes((1u << count) - 1)), low = _mm256_set1_epi32(0xFFFF);
+    const __m256i pairSums = _mm256_add_epi32(_mm256_srli_epi32(counted, 16), _mm256_and_si256(counted, low));
+    bottomError = int64_t{rest} + static_cast<uint32_t>(sumOf(pairSums));
+    for (auto& w : window) w = {0, kEntries};
+    if constexpr (kEntries < 16) return;
+
+    // An entry whose other channels alone use up what the error has above the least is not among those of any better
+    // candidate.
+    const int64_t spare = int64_t{error} - bottomError;
+    const __m256i most = _mm256_set1_epi16(static_cast<int16_t>(spare > 0xFFFF ? 0xFFFF : spare > 0 ? spare - 1 : 0));
+    const __m256i inUse = _mm256_cmpeq_epi16(used, _mm256_set1_epi16(1));
+    uint64_t usable = 0;  // 16 bits a stage
+    for (int i = 0; i < kEntries; ++i) {
+      const __m256i over = _mm256_subs_epu16(plain[i], bottom);
+      const __m256i within = _mm256_and_si256(_mm256_cmpeq_epi16(_mm256_min_epu16(over, most), over), inUse);
+      const __m256i without = _mm256_cmpeq_epi64(within, _mm256_setzero_si256());
+      const auto stages = static_cast<uint32_t>(_mm256_movemask_pd(_mm256_castsi256_pd(without)) ^ 15);
+      usable |= _pdep_u64(stages, 0x0001000100010001) << i;
+    }
+    for (int q = 0; q < 4; ++q) {
+      const auto ofStage = static_cast<uint32_t>(usable >> (16 * q)) & 0xFFFF;
+      window[q] = {static_cast<int>(_tzcnt_u32(ofStage | 0x10000)), 32 - static_cast<int>(_lzcnt_u32(ofStage))};
+    }
+  }
+
+  // Whether all distances to all palettes between the ends of the candidates fit 16 bits.
+  bool isNarrow(int channel, const uint16_t* pairs, int candidates) const {
+    __m128i low = _mm_set1_epi8(-1), high = _mm_setzero_si128();
+    for (int k = 0; k < candidates; k += 8) {
+      const __m128i here =
+          _mm_cmpgt_epi16(_mm_set1_epi16(static_cast<int16_t>(candidates - k)), _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7));
+      const __m128i some = load16(pairs + k);
+      low = _mm_min_epu8(low, _mm_or_si128(_mm_andnot_si128(here, _mm_set1_epi8(-1)), some));
+      high = _mm_max_epu8(high, _mm_and_si128(here, some));
+    }
+    const auto leastByte = [](__m128i v) {
+      return _mm_cvtsi128_si32(
+                 _mm_minpos_epu16(_mm_min_epu16(_mm_and_si128(v, _mm_set1_epi16(255)), _mm_srli_epi16(v, 8)))) &
+             255;
+    };
+    const int up = 255 - leastByte(_mm_xor_si128(high, _mm_set1_epi8(-1))) - smallest[channel];
+    const int down = largest[channel] - leastByte(low), farthest = up > down ? up : down;
+    return largestBase + farthest * farthest < 0xFFFF;
+  }
+
+  // Errors of candidates: pairs of 8-bit ends of the channel. Reads up to seven pairs more, and writes up to seven
+  // errors more.
+  template <int kChannel>
+  void errorsOf(const uint16_t* pairs, int candidates, uint32_t* errors) const {
+    if (!isNarrow(kChannel, pairs, candidates)) {
       for (int k = 0; k < candidates; ++k)
         errors[k] = rest + wideError<firstOf(kChannel), endOf(kChannel), kChannel>(pairs[k]);
     } else if (groups == 1) {
@@ -459,6 +533,61 @@ struct SubsetSearch {
     } else {
       narrowErrors<kChannel, 4>(pairs, candidates, errors);
     }
+  }
+
+  // Leaves those of the candidates, in their order, whose error may be below the limit, and tells which they were. They
+  // go through the pixels by stages of four, four candidates a vector. A pixel counts with its nearest entry, which may
+  // lie behind the first rise, and the pixels to come count with what their other channels add at least: no error is
+  // less. Saturation makes sums less as well. Where four candidates fit a vector anyway, or palettes are short, errors
+  // cost no more than this does. Reads up to three pairs more, and writes as many.
+  template <int kChannel>
+  int sift(uint16_t* pairs, int candidates, uint32_t limit, uint8_t* which) const {
+    for (int k = 0; k < candidates; ++k) which[k] = static_cast<uint8_t>(k);
+    if constexpr (!isSifted(kChannel)) return candidates;
+    if (F::indexBits(kChannel) < 4 && isNarrow(kChannel, pairs, candidates)) return candidates;
+    const int64_t spare = int64_t{limit} - bottomError;
+    if (spare <= 0) return 0;
+    constexpr int kBits = F::indexBits(kChannel);
+    static constexpr PairSpread<4> kSpread{};
+    const __m128i below = _mm_set1_epi32(spare > INT32_MAX ? INT32_MAX : static_cast<int32_t>(spare));
+    alignas(16) int32_t over[136];
+    for (int k = 0; k < candidates; k += 4) store16(over + k, _mm_setzero_si128());
+    for (int q = 0; q * kStage < count; ++q) {
+      const auto ofStage = [q](const __m256i& v) {
+        return _mm256_broadcastq_epi64(load8(reinterpret_cast<const char*>(&v) + 8 * q));
+      };
+      const __m256i pixels = ofStage(x[kChannel]), least = ofStage(bottom), counted = ofStage(used);
+      int left = 0;
+      for (int k = 0; k < candidates; k += 4) {
+        const __m256i pair = _mm256_shuffle_epi8(_mm256_broadcastq_epi64(load8(pairs + k)), load32(kSpread.index));
+        __m256i best = _mm256_set1_epi16(-1);
+        for (int i = window[q].first; i < window[q].end; ++i) {
+          const __m256i d = _mm256_sub_epi16(pixels, between(pair, weightPair<kBits>(i)));
+          best = _mm256_min_epu16(best, _mm256_adds_epu16(ofStage(plain[i]), _mm256_mullo_epi16(d, d)));
+        }
+        const __m256i more = _mm256_min_epu16(_mm256_subs_epu16(best, least), _mm256_set1_epi16(0x7FFF));
+        const __m256i sums = _mm256_madd_epi16(more, counted);
+        const __m128i total = _mm_add_epi32(
+            load16(over + k), _mm_hadd_epi32(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1)));
+        // Those that stay move up, each with its number and its sum.
+        uint32_t keep = static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpgt_epi32(below, total))));
+        keep = _bzhi_u32(keep, static_cast<uint32_t>(candidates - k));
+        const uint64_t bytes = _pdep_u64(keep, 0x01010101) * 255, words = _pdep_u64(keep, 0x0001000100010001) * 0xFFFF;
+        storeAny(reinterpret_cast<uint64_t*>(pairs + left),
+                 uint64_t{_pext_u64(loadAny(reinterpret_cast<uint64_t*>(pairs + k)), words)});
+        storeAny(reinterpret_cast<uint32_t*>(which + left),
+                 static_cast<uint32_t>(_pext_u64(loadAny(reinterpret_cast<uint32_t*>(which + k)), bytes)));
+        const uint64_t lanes = _pext_u64(0x0C080400, bytes);
+        const __m128i places =
+            _mm_add_epi8(_mm_shuffle_epi8(_mm_cvtsi64_si128(static_cast<int64_t>(lanes)),
+                                          _mm_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3)),
+                         _mm_set1_epi32(0x03020100));
+        store16(over + left, _mm_shuffle_epi8(total, places));
+        left += __builtin_popcount(keep);
+      }
+      candidates = left;
+    }
+    return candidates;
   }
 
   // The errors, less 2^15 a pixel, of kGroups candidates: 8 / kGroups lanes of 32 bits each, to be summed.
@@ -510,40 +639,52 @@ struct SubsetSearch {
   struct Run {
     int which, value;
     uint32_t least;
+    int step = 1 << 30;  // the next one, if it is among those of the channel
   };
-  // Runs of their own from the same ends, side by side.
+  // Runs of their own from the same ends, side by side. All steps to come are tried at once from the present value, for
+  // few of them move it; behind one that does, the others are tried again.
   template <int kChannel, int kRuns>
   void perturbEndpoint(Run (&runs)[kRuns]) const {
-    constexpr int kPrecision = F::precision(kChannel);
+    constexpr int kPrecision = F::precision(kChannel), kMost = 2 * kPrecision * kRuns;
     const int at[2] = {ends.of[0][kChannel], ends.of[1][kChannel]};
-    for (int step = 1 << (kPrecision - 1); step > 0; step >>= 1) {
-      uint64_t all = 0;
-      uint32_t errors[8];
-      int low = 255, high = 0;
-      bool legal[2 * kRuns];
-      for (int k = 0; k < 2 * kRuns; ++k) {
-        const Run& run = runs[k / 2];
-        int moved = run.value + (k % 2 ? step : -step);
-        legal[k] = moved >= 0 && moved < 1 << kPrecision;
-        if (!legal[k]) moved = run.value;
-        const int pair = run.which == 0 ? pairOf(kChannel, moved, at[1]) : pairOf(kChannel, at[0], moved);
-        all |= static_cast<uint64_t>(pair) << (16 * k);
-        for (const int v : {pair & 255, pair >> 8}) {
-          low = v < low ? v : low;
-          high = v > high ? v : high;
-        }
-      }
-      alignas(8) uint16_t pairs[8];
-      std::memcpy(pairs, &all, 8);
-      errorsOf<kChannel>(pairs, 2 * kRuns, low, high, errors);
+    for (Run& run : runs) run.step = 1 << (kPrecision - 1);
+    for (;;) {
+      struct {
+        int run, by;
+      } moves[kMost];
+      uint16_t pairs[kMost + 8];
+      uint8_t which[kMost + 16];
+      uint32_t errors[kMost + 8];
+      uint32_t limit = 0;
+      int n = 0;
       for (int r = 0; r < kRuns; ++r) {
+        const Run& run = runs[r];
+        limit = run.least > limit ? run.least : limit;
+        for (int step = run.step; step > 0; step >>= 1)
+          for (const int by : {-step, step}) {
+            const int moved = run.value + by;
+            if (moved < 0 || moved >= 1 << kPrecision) continue;
+            pairs[n] = run.which == 0 ? pairOf(kChannel, moved, at[1]) : pairOf(kChannel, at[0], moved);
+            moves[n++] = {r, by};
+          }
+      }
+      if (n == 0) return;
+      const int left = sift<kChannel>(pairs, n, limit, which);
+      if (left == 0) return;
+      errorsOf<kChannel>(pairs, left, errors);
+      int k = 0;
+      for (int r = 0; r < kRuns; ++r) {
+        Run& run = runs[r];
+        run.step = 0;
         int by = 0;
-        for (int k = 2 * r; k < 2 * r + 2; ++k) {
-          const bool better = legal[k] & (errors[k] < runs[r].least);
-          runs[r].least = better ? errors[k] : runs[r].least;
-          by = better ? (k % 2 ? step : -step) : by;
+        for (; k < left && moves[which[k]].run == r; ++k) {
+          const int move = moves[which[k]].by;
+          if (errors[k] >= run.least || (by != 0 && by != -move)) continue;
+          run.least = errors[k];
+          run.step = (move < 0 ? -move : move) >> 1;
+          by = move;
         }
-        runs[r].value += by;
+        run.value += by;
       }
     }
   }
@@ -602,18 +743,20 @@ struct SubsetSearch {
       n += innerEnd - start;
     }
     if (n == 0) return;
-    const int low = F::unquantise(aLow < bLow ? aLow : bLow, kChannel);
-    const int high = F::unquantise(aHigh > bHigh ? aHigh : bHigh, kChannel);
-    errorsOf<kChannel>(pairs, n, low, high, errors);
+    uint8_t which[128];
+    const int left = sift<kChannel>(pairs, n, error, which);
+    if (left == 0) return;
+    errorsOf<kChannel>(pairs, left, errors);
 
-    store32(errors + n, _mm256_set1_epi32(-1));
+    store32(errors + left, _mm256_set1_epi32(-1));
     __m256i least = load32(errors);
-    for (int k = 8; k < n; k += 8) least = _mm256_min_epu32(least, load32(errors + k));
+    for (int k = 8; k < left; k += 8) least = _mm256_min_epu32(least, load32(errors + k));
     const uint32_t found = leastDword(least);
     if (found >= error) return;
     error = found;
     int k = 0, outer = outerLow;
     while (errors[k] != found) ++k;
+    k = which[k];
     for (;; ++outer) {
       const int start = outer > innerLow ? outer : innerLow;
       if (k < innerEnd - start) {
@@ -766,7 +909,7 @@ void refineShape(const Pixels& pixels, const Lanes& lanes, int shape, int rotati
   assignIndices<F>(lanes, shape, initial);
   for (int p = 0; p < F::kMode.subsets; ++p) {
     SubsetSearch<F> search;
-    search.collect(pixels, subsetMask<F>(shape, p));
+    search.collect(pixels, subsetMask<F>(shape, p), initial.index[0]);
     search.ends = initial.ends[p];
     search.error = initial.error[p];
     search.optimize();

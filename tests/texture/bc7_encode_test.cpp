@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "model/bc7_encode.h"
+#include "texture/bc7_tables.h"
 #include "texture/texture_check.h"
 
 namespace {
@@ -185,6 +186,33 @@ TEST(Bc7Encode, alphaCountsInModesWithoutIt) {
 
 // 247 is 30 of 31, but rounds to 31 of 31, which is 255. The search finds the way back.
 TEST(Bc7Encode, leavesABadlyRoundedEnd) { EXPECT_EQ(encode(oneColour({247, 247, 247, 255}), 2).error, 0u); }
+
+// A subset of one or two pixels has these pixels as its ends, in all channels, with no axis: where 5 bits hold them,
+// and the other subsets have one colour each, nothing is lost.
+TEST(Bc7Encode, subsetsOfOneAndTwoPixelsTakeThemAsEnds) {
+  constexpr uint8_t kFirst[4] = {0, 132, 255, 255}, kSecond[4] = {255, 24, 66, 255};
+  constexpr uint8_t kOthers[3][4] = {{33, 33, 33, 255}, {99, 8, 206, 255}, {16, 173, 16, 255}};
+  int small = 0;
+  for (int shape = 0; shape < 64; ++shape) {
+    std::array<int, 3> count{};
+    for (int i = 0; i < 16; ++i) ++count[static_cast<size_t>(texture::subsetOf(3, shape, i))];
+    for (size_t subset = 0; subset < 3; ++subset) {
+      if (count[subset] != 2) continue;
+      ++small;
+      Pixels pixels;
+      int seen = 0;
+      for (int i = 0; i < 16; ++i) {
+        const auto here = static_cast<size_t>(texture::subsetOf(3, shape, i));
+        const uint8_t* colour = here != subset ? kOthers[here] : seen++ == 0 ? kFirst : kSecond;
+        std::memcpy(&pixels[4 * static_cast<size_t>(i)], colour, 4);
+      }
+      const Encoded result = encode(pixels, 2);
+      EXPECT_EQ(result.error, 0u) << shape;
+      EXPECT_EQ(errorOf(result.block, pixels), 0u) << shape;
+    }
+  }
+  EXPECT_EQ(small, 8);
+}
 
 // Two colours of even components fit into mode 6 exactly.
 TEST(Bc7Encode, twoColours) {
