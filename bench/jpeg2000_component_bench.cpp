@@ -3,10 +3,10 @@
 #include <cstring>
 #include <string>
 
-#include "jpeg2000_planes.h"
 #include "qlmjp.h"
 #include "race.h"
 #include "support/openjpeg_transforms.h"
+#include "transform_planes.h"
 
 namespace {
 

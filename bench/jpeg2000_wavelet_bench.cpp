@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "jpeg2000_planes.h"
 #include "qlmjp.h"
 #include "race.h"
 #include "support/openjpeg_transforms.h"
+#include "transform_planes.h"
 
 namespace {
 

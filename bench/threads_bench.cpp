@@ -8,6 +8,8 @@
 #include <memory>
 #include <vector>
 
+#include "jpeg2000/jpeg2000_reader.h"
+#include "jpeg2000/jpeg2000_writer.h"
 #include "qlmjp.h"
 #include "race.h"
 
@@ -104,6 +106,39 @@ void toLuma(const char* name, Convert convert) {
   raceThreads("qlmiSampleUpH2V2_JPEG_8u_C1R", 2, [](Region& r) {
     qlmiSampleUpH2V2_JPEG_8u_C1R(r.in[0], kW, {kW / 2, r.size.height / 2}, r.out[0], kW, r.size);
   });
+
+  // Whole files: most of them are code-blocks, which threads take one after the other.
+  const auto files = [](const char* data, const sample::Jpeg2000WriteOptions& options, const char* runner,
+                        int32_t threads) {
+    struct Photographs {
+      std::vector<sample::Picture> pictures;
+      std::vector<std::vector<uint8_t>> files;
+      int64_t pixels = 0;
+    };
+    const auto all = std::make_shared<Photographs>();
+    for (const auto& photograph : sample::photographs()) all->pictures.push_back(sample::readPicture(photograph));
+    if (all->pictures.empty()) all->pictures.push_back(sample::paintPicture(768, 512));
+    for (const sample::Picture& picture : all->pictures) {
+      all->files.push_back(sample::writeJpeg2000(picture, options));
+      all->pixels += int64_t{picture.width} * picture.height;
+    }
+    bench::race({"threads", "readJpeg2000Planes", data, "pixel"}, runner, all->pixels, 3 * all->pixels, [=] {
+      for (const auto& file : all->files)
+        benchmark::DoNotOptimize(sample::readJpeg2000Planes(file, {.threads = threads}).planes.data());
+    });
+    sample::Jpeg2000WriteOptions writing = options;
+    writing.threads = threads;
+    bench::race({"threads", "writeJpeg2000", data, "pixel"}, runner, all->pixels, 3 * all->pixels, [=] {
+      for (const auto& picture : all->pictures)
+        benchmark::DoNotOptimize(sample::writeJpeg2000(picture, writing).data());
+    });
+  };
+  sample::Jpeg2000WriteOptions lossy{.reversible = false};
+  lossy.layers = {{sample::Jpeg2000Layer::By::kBitsPerPixel, 1}};
+  for (const auto& [runner, threads] : {std::pair{"ours", kThreads}, std::pair{"bound:one thread", 1}}) {
+    files("photo-lossless", {}, runner, threads);
+    files("photo-1bpp", lossy, runner, threads);
+  }
 
   // An empty parallel region, for scale: one item is one fork and join.
   bench::race({"threads", "fork and join", "L2", "region"}, "ours", 1, 0, [] {

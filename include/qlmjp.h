@@ -7,6 +7,7 @@
 
 #include "qlmjp/jpeg.h"
 #include "qlmjp/jpeg2000.h"
+#include "qlmjp/jpegxr.h"
 #include "qlmjp/texture.h"
 #include "qlmjp/tiff.h"
 #include "qlmjp/types.h"

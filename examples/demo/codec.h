@@ -33,12 +33,15 @@ struct Codec {
 };
 
 std::vector<Codec> jpegCodecs();
+std::vector<Codec> jpeg2000Codecs();
+std::vector<Codec> jpegxrCodecs();
 std::vector<Codec> textureCodecs();
 std::vector<Codec> tiffCodecs();
 
 inline std::vector<Codec> allCodecs() {
   std::vector<Codec> all = jpegCodecs();
-  for (auto part : {textureCodecs(), tiffCodecs()}) all.insert(all.end(), part.begin(), part.end());
+  for (auto part : {jpeg2000Codecs(), jpegxrCodecs(), textureCodecs(), tiffCodecs()})
+    all.insert(all.end(), part.begin(), part.end());
   return all;
 }
 

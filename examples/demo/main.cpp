@@ -31,6 +31,13 @@ void printTable(const std::vector<demo::Result>& results) {
   }
 }
 
+void writeExhibit(const std::string& file, const demo::Exhibit& exhibit) {
+  if (exhibit.drawing.empty()) return sample::writePicture(file, exhibit.picture);
+  std::ofstream out(file, std::ios::binary);
+  out << exhibit.drawing << "\n";
+  if (!out.flush()) throw std::runtime_error(file + ": cannot be written");
+}
+
 int run(const std::string& source, const std::string& folder) {
   const bool painted = source.empty();
   sample::Picture picture = painted ? sample::paintPicture(1280, 960) : sample::readPicture(source);
@@ -46,7 +53,7 @@ int run(const std::string& source, const std::string& folder) {
   std::vector<demo::Result> results;
   std::vector<demo::Section> sections;
   {
-    demo::Progress progress(codecs.size() + 3);
+    demo::Progress progress(codecs.size() + 4);
     for (const demo::Codec& codec : codecs) {
       progress.step(codec.family + ", " + codec.setting);
       results.push_back(demo::measure(codec, codec.channels == 1 ? grey : picture, folder));
@@ -55,9 +62,10 @@ int run(const std::string& source, const std::string& folder) {
     sections.push_back(demo::reducedSizes(picture));
     progress.step("bands of wavelets");
     sections.push_back(demo::waveletBands(picture));
+    progress.step("rates of JPEG 2000");
+    sections.push_back(demo::jpeg2000Rates(picture));
     for (const demo::Section& section : sections)
-      for (const demo::Exhibit& exhibit : section.exhibits)
-        sample::writePicture(folder + "/" + exhibit.file, exhibit.picture);
+      for (const demo::Exhibit& exhibit : section.exhibits) writeExhibit(folder + "/" + exhibit.file, exhibit);
     progress.step("page");
     std::ofstream out(folder + "/index.html", std::ios::binary);
     out << demo::page(name, picture, results, sections);

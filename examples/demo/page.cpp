@@ -11,6 +11,7 @@
 
 #include "jpeg/jpeg_writer.h"
 #include "qlmjp.h"
+#include "rate_chart.h"
 #include "spots.h"
 
 namespace demo {
@@ -22,10 +23,11 @@ constexpr size_t kEmbeddedFiles = 8'000'000;  // and so are all, if the files ar
 
 constexpr char kStyle[] = R"css(
 :root { color-scheme: light dark; --paper: #f6f5f1; --card: #fff; --ink: #1d1c1a; --soft: #6a675f; --line: #dedbd2;
-  --accent: #1f6fb2; --good: #23754a; --bad: #b3261e; --s0: #77736a; --s1: #1f6fb2; --s2: #b4541a; --s3: #7a3fa0; }
+  --accent: #1f6fb2; --good: #23754a; --bad: #b3261e; --s0: #77736a; --s1: #1f6fb2; --s2: #b4541a; --s3: #7a3fa0; --s4: #2b7d6e; --s5: #a02f5c; }
 @media (prefers-color-scheme: dark) { :root { --paper: #151618; --card: #1e2023; --ink: #e9e7e2; --soft: #a19e96;
   --line: #35373b; --accent: #6db3ee; --good: #67c391; --bad: #ff8a80; --s0: #aaa69c; --s1: #6db3ee; --s2: #f0a066;
-  --s3: #c79be8; } }
+  --s3: #c79be8;
+  --s4: #6cc9b7; --s5: #ef86ae; } }
 * { box-sizing: border-box; }
 body { margin: 0; background: var(--paper); color: var(--ink); font: 16px/1.5 system-ui, "Segoe UI", "DejaVu Sans",
   sans-serif; font-variant-numeric: tabular-nums; }
@@ -193,68 +195,19 @@ double overall(const Family& family, Speed Result::*work, double Speed::*runner)
   return static_cast<double>(family.results.size()) / time;
 }
 
-// One curve a family of files of rising size: PSNR over bits a pixel on a logarithmic axis.
-std::string rateChart(std::vector<Family> all) {
-  // Formats of a fixed rate have no curve.
-  std::erase_if(all, [](const Family& family) {
-    return family.results.size() < 2 || std::ranges::adjacent_find(family.results, std::greater_equal(),
-                                                                   &Result::bitsPerPixel) != family.results.end();
-  });
-  constexpr double kWidth = 540, kHeight = 340, kLeft = 44, kRight = 84, kTop = 12, kBottom = 46;
-  double lowRate = 1e9, highRate = 0, lowPsnr = 1e9, highPsnr = 0;
+// One curve a family of files of rising size.
+std::string familiesChart(const std::vector<Family>& all) {
+  std::vector<Curve> curves;
   for (const Family& family : all) {
-    for (const Result* r : family.results) {
-      if (std::isinf(r->psnr)) continue;
-      lowRate = std::min(lowRate, r->bitsPerPixel), highRate = std::max(highRate, r->bitsPerPixel);
-      lowPsnr = std::min(lowPsnr, r->psnr), highPsnr = std::max(highPsnr, r->psnr);
-    }
+    // Formats of a fixed rate have no curve, and lossless files no place on one.
+    Curve curve{family.name, {}};
+    for (const Result* r : family.results)
+      if (!std::isinf(r->psnr)) curve.points.push_back({r->bitsPerPixel, r->psnr, family.name + ", " + caption(*r)});
+    const bool rises = std::ranges::adjacent_find(curve.points, std::greater_equal(), &Curve::Point::bitsPerPixel) ==
+                       curve.points.end();
+    if (curve.points.size() > 1 && rises) curves.push_back(std::move(curve));
   }
-  if (highRate == 0) return "";
-  lowRate = std::exp2(std::floor(std::log2(lowRate) * 2) / 2),
-  highRate = std::exp2(std::ceil(std::log2(highRate) * 2) / 2);
-  lowPsnr = std::floor(lowPsnr / 2) * 2, highPsnr = std::ceil(highPsnr / 2) * 2;
-  const auto px = [&](double rate) {
-    return kLeft + (kWidth - kLeft - kRight) * std::log2(rate / lowRate) / std::log2(highRate / lowRate);
-  };
-  const auto py = [&](double psnr) {
-    return kHeight - kBottom - (kHeight - kTop - kBottom) * (psnr - lowPsnr) / (highPsnr - lowPsnr);
-  };
-  std::ostringstream svg;
-  svg << "<svg viewBox=\"0 0 " << kWidth << ' ' << kHeight << "\" role=\"img\" aria-label=\"PSNR over bits a pixel\">";
-  const int32_t step = highPsnr - lowPsnr > 12 ? 4 : 2;
-  for (auto psnr = static_cast<int32_t>(lowPsnr); psnr <= highPsnr; psnr += step)
-    svg << "<path stroke=\"var(--line)\" d=\"M" << kLeft << ' ' << py(psnr) << 'H' << kWidth - kRight
-        << "\"/><text class=\"axis\" text-anchor=\"end\" x=\"" << kLeft - 8 << "\" y=\"" << py(psnr) + 4 << "\">"
-        << psnr << "</text>";
-  for (const double rate : {0.0625, 0.125, 0.25, 0.5, 1.0, 2.0, 4.0, 8.0, 16.0})
-    if (rate >= lowRate && rate <= highRate)
-      svg << "<path stroke=\"var(--line)\" d=\"M" << px(rate) << ' ' << kHeight - kBottom
-          << "v6\"/><text class=\"axis\" text-anchor=\"middle\" x=\"" << px(rate) << "\" y=\"" << kHeight - kBottom + 20
-          << "\">" << rate << "</text>";
-  svg << "<text class=\"axis\" text-anchor=\"middle\" x=\"" << (kLeft + kWidth - kRight) / 2 << "\" y=\"" << kHeight - 6
-      << "\">bits a pixel</text><text class=\"axis\" x=\"0\" y=\"" << kHeight - kBottom + 20 << "\">dB</text>";
-  // The names stand at the ends of the curves, moved apart where they would touch.
-  std::vector<double> taken;
-  for (size_t i = 0; i < all.size(); ++i) {
-    const std::string colour = "var(--s" + std::to_string(i % 4) + ")";
-    std::ostringstream line, dots;
-    double endX = 0, endY = 0;
-    for (const Result* r : all[i].results) {
-      if (std::isinf(r->psnr)) continue;
-      endX = px(r->bitsPerPixel), endY = py(r->psnr);
-      line << (line.tellp() == 0 ? 'M' : 'L') << endX << ' ' << endY;
-      dots << "<circle cx=\"" << endX << "\" cy=\"" << endY << "\" r=\"4\" fill=\"" << colour << "\"><title>"
-           << all[i].name << ", " << caption(*r) << "</title></circle>";
-    }
-    double nameY = endY + 4;
-    while (std::ranges::any_of(taken, [&](double y) { return std::abs(y - nameY) < 15; })) nameY += 1;
-    taken.push_back(nameY);
-    svg << "<path fill=\"none\" stroke-width=\"2\" stroke=\"" << colour << "\" d=\"" << line.str() << "\"/>"
-        << dots.str() << "<text x=\"" << endX + 10 << "\" y=\"" << nameY << "\" style=\"fill:" << colour << "\">"
-        << all[i].name << "</text>";
-  }
-  svg << "</svg>";
-  return svg.str();
+  return rateChart(curves);
 }
 
 // Two bars a family and way: ours and the independent library's.
@@ -436,7 +389,7 @@ std::string page(const std::string& name, const sample::Picture& picture, const 
          "</div>";
 
   out << "<div class=\"charts\"><div class=\"card\"><h3 style=\"margin-top:0\">Quality for the size</h3>"
-      << rateChart(all) << "</div><div class=\"card\"><h3 style=\"margin-top:0\">Speed in megapixels a second</h3>"
+      << familiesChart(all) << "</div><div class=\"card\"><h3 style=\"margin-top:0\">Speed in megapixels a second</h3>"
       << speedChart(all) << "</div></div>";
 
   out << "<h2>Every file</h2><p>Bits and speeds count the pixels of the picture; a speed is the best of several "
@@ -476,9 +429,13 @@ std::string page(const std::string& name, const sample::Picture& picture, const 
   for (const Section& section : sections) {
     out << "<h2>" << section.heading << "</h2><p>" << section.text << "</p><div class=\"charts\">";
     for (const Exhibit& exhibit : section.exhibits)
-      out << "<figure><a href=\"" << exhibit.file << "\"><img alt=\"" << exhibit.file << "\" src=\""
-          << reducedUri(exhibit.picture, exhibit.picture.width > 1200 ? factor : 1) << "\"></a><figcaption>"
-          << exhibit.caption << "</figcaption></figure>";
+      if (exhibit.drawing.empty())
+        out << "<figure><a href=\"" << exhibit.file << "\"><img alt=\"" << exhibit.file << "\" src=\""
+            << reducedUri(exhibit.picture, exhibit.picture.width > 1200 ? factor : 1) << "\"></a><figcaption>"
+            << exhibit.caption << "</figcaption></figure>";
+      else
+        out << "<figure class=\"card\">" << exhibit.drawing << "<figcaption>" << exhibit.caption
+            << "</figcaption></figure>";
     out << "</div>";
   }
   out << "</main><script>" << kScript << "</script></body></html>\n";

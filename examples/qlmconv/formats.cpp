@@ -1,10 +1,13 @@
 #include "formats.h"
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <fstream>
 #include <iterator>
 
+#include "jpeg2000/jpeg2000_reader.h"
+#include "jpegxr/jxr_reader.h"
 #include "tiff/tiff_file.h"
 
 namespace qlmconv {
@@ -14,6 +17,15 @@ namespace fs = std::filesystem;
 
 [[noreturn]] void fail(const fs::path& file, const std::string& why) {
   throw std::runtime_error(file.string() + ": " + why);
+}
+
+// In small letters, without the dot.
+std::string extensionOf(const fs::path& file) {
+  std::string extension = file.extension().string();
+  if (!extension.empty()) extension.erase(0, 1);
+  std::ranges::transform(extension, extension.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
 }
 
 std::vector<uint8_t> readBytes(const fs::path& file) {
@@ -33,9 +45,7 @@ void writeBytes(const fs::path& file, const std::vector<uint8_t>& bytes) {
   if (!out.flush()) fail(file, "cannot be written");
 }
 
-ReadResult readPlain(const fs::path& file, const sample::JpegReadOptions&) {
-  return {sample::readAnyPicture(file), {}, {}};
-}
+ReadResult readPlain(const fs::path& file, const ReadOptions&) { return {sample::readAnyPicture(file), {}, {}}; }
 
 // These formats have no CMYK.
 sample::AnyPicture withoutCmyk(const sample::AnyPicture& picture) {
@@ -63,7 +73,7 @@ void writePpm(const fs::path& file, const sample::AnyPicture& picture, const Wri
     sample::writePicture(file, sample::toRgb(sample::to8Bits(picture)));
 }
 
-ReadResult readJpegFile(const fs::path& file, const sample::JpegReadOptions& options) {
+ReadResult readJpegFile(const fs::path& file, const ReadOptions& options) {
   ReadResult result;
   try {
     const std::vector<uint8_t> bytes = readBytes(file);
@@ -81,7 +91,51 @@ void writeJpegFile(const fs::path& file, const sample::AnyPicture& picture, cons
   writeBytes(file, std::visit([&](const auto& p) { return sample::writeJpeg(p, options); }, picture));
 }
 
-ReadResult readTiffFile(const fs::path& file, const sample::JpegReadOptions&) {
+ReadResult readJpeg2000File(const fs::path& file, const ReadOptions& options) {
+  try {
+    const sample::Jpeg2000Image image = sample::readJpeg2000Planes(
+        readBytes(file), {.discardLevels = std::countr_zero(static_cast<uint32_t>(options.scale)),
+                          .layers = options.layers,
+                          .threads = options.threads,
+                          .progress = options.progress});
+    return {sample::toPicture(image), image.warning, {}};
+  } catch (const sample::Jpeg2000Error& error) {
+    fail(file, error.what());
+  }
+}
+
+void writeJpeg2000File(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions& options) {
+  sample::Jpeg2000WriteOptions writing = options.jpeg2000;
+  writing.progress = options.progress;
+  if (extensionOf(file) != "jp2") writing.container = sample::Jpeg2000Container::kCodestream;
+  const auto bytes = [&](const auto& p) { return sample::writeJpeg2000(p, writing); };
+  try {
+    writeBytes(file, std::visit(bytes, picture));
+  } catch (const sample::Jpeg2000Error& error) {
+    fail(file, error.what());
+  }
+}
+
+ReadResult readJxrFile(const fs::path& file, const ReadOptions&) {
+  ReadResult result;
+  try {
+    const std::vector<uint8_t> bytes = readBytes(file);
+    if (sample::readJxrHeader(bytes).bits != 8) result.picture = sample::Picture16();
+    std::visit([&](auto& picture) { sample::readJxr(bytes, picture); }, result.picture);
+  } catch (const sample::JxrDamaged& damage) {
+    result.warning = damage.what();
+  } catch (const sample::JxrError& error) {
+    fail(file, error.what());
+  }
+  return result;
+}
+
+void writeJxrFile(const fs::path& file, const sample::AnyPicture& picture, const WriteOptions& options) {
+  const sample::AnyPicture pixels = toBits(withoutCmyk(picture), bitsOf(picture) > 8 ? 16 : 8);
+  writeBytes(file, std::visit([&](const auto& p) { return sample::writeJxr(p, options.jxr); }, pixels));
+}
+
+ReadResult readTiffFile(const fs::path& file, const ReadOptions&) {
   try {
     sample::Picture16 picture = sample::readTiff(readBytes(file));
     if (picture.bits == 8) return {sample::to8Bits(picture), {}, {}};
@@ -96,7 +150,7 @@ void writeTiffFile(const fs::path& file, const sample::AnyPicture& picture, cons
   writeBytes(file, std::visit(bytes, withoutCmyk(picture)));
 }
 
-ReadResult readDdsFile(const fs::path& file, const sample::JpegReadOptions&) {
+ReadResult readDdsFile(const fs::path& file, const ReadOptions&) {
   try {
     const sample::Texture texture = sample::readDds(readBytes(file));
     ReadResult result{sample::decodeTexture(texture), {}, {}};
@@ -114,7 +168,7 @@ void writeDdsFile(const fs::path& file, const sample::AnyPicture& picture, const
              sample::writeDds(sample::encodeTexture(pixels, options.texture, options.mipmaps, bc7), options.header));
 }
 
-ReadResult readPfm(const fs::path& file, const sample::JpegReadOptions&) { fail(file, "PFM is only written"); }
+ReadResult readPfm(const fs::path& file, const ReadOptions&) { fail(file, "PFM is only written"); }
 
 void writePfm(const fs::path& file, const sample::AnyPicture&, const WriteOptions&) {
   fail(file, "only BC6 textures have floats to write");
@@ -129,6 +183,8 @@ const Format kFormats[]{
     {{"ppm"}, readPlain, writePpm},
     {{"pgm"}, readPlain, writePgm},
     {{"jpg", "jpeg"}, readJpegFile, writeJpegFile},
+    {{"jp2", "j2k", "j2c"}, readJpeg2000File, writeJpeg2000File},
+    {{"jxr", "wdp"}, readJxrFile, writeJxrFile},
     {{"tif", "tiff"}, readTiffFile, writeTiffFile},
     {{"dds"}, readDdsFile, writeDdsFile},
     {{"pfm"}, readPfm, writePfm, writePfmOfHalf},
@@ -137,11 +193,7 @@ const Format kFormats[]{
 }  // namespace
 
 const Format* findFormat(const fs::path& file) {
-  std::string extension = file.extension().string();
-  if (extension.empty()) return nullptr;
-  extension.erase(0, 1);
-  std::ranges::transform(extension, extension.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string extension = extensionOf(file);
   const auto found = std::ranges::find_if(
       kFormats, [&](const Format& format) { return std::ranges::count(format.extensions, extension) > 0; });
   return found == std::end(kFormats) ? nullptr : found;

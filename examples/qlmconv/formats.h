@@ -9,9 +9,16 @@
 
 #include "jpeg/jpeg_reader.h"
 #include "jpeg/jpeg_writer.h"
+#include "jpeg2000/jpeg2000_writer.h"
+#include "jpegxr/jxr_writer.h"
 #include "texture/texture_codec.h"
 
 namespace qlmconv {
+
+struct ReadOptions : sample::JpegReadOptions {
+  int32_t layers = 0;   // of JPEG 2000 that are read, 0 for all
+  int32_t threads = 0;  // that read JPEG 2000, 0 for all processors
+};
 
 struct ReadResult {
   sample::AnyPicture picture;
@@ -24,11 +31,13 @@ struct WriteOptions : sample::JpegWriteOptions {
   sample::DdsHeader header = sample::DdsHeader::kFourCc;
   bool mipmaps = false;
   std::vector<uint32_t> bc7Modes = sample::Bc7Options().modes;
+  sample::Jpeg2000WriteOptions jpeg2000 = {};
+  sample::JxrWriteOptions jxr = {};
 };
 
 struct Format {
   std::vector<std::string_view> extensions;
-  ReadResult (*read)(const std::filesystem::path& file, const sample::JpegReadOptions& options);
+  ReadResult (*read)(const std::filesystem::path& file, const ReadOptions& options);
   void (*write)(const std::filesystem::path& file, const sample::AnyPicture& picture, const WriteOptions& options);
   void (*writeHalf)(const std::filesystem::path& file, const sample::HalfPicture& picture) = nullptr;
 };

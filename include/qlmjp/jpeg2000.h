@@ -1,6 +1,6 @@
 /**
  * @file
- * JPEG 2000 (ITU-T T.800): wavelets and component transforms. No codestream, tiles or packets.
+ * JPEG 2000 (ITU-T T.800): wavelets, component transforms and code-blocks. No codestream, tiles or packets.
  */
 #ifndef QLMJP_JPEG2000_H
 #define QLMJP_JPEG2000_H
@@ -799,6 +799,331 @@ QLM_API QlmStatus qlmiICTFwd_JPEG2K_16s_P3IR(int16_t* const srcDst[3], int32_t s
  * @retval qlmErrSize  the width or height is below 1
  */
 QLM_API QlmStatus qlmiICTInv_JPEG2K_16s_P3IR(int16_t* const srcDst[3], int32_t srcDstStep, QlmSize roiSize);
+
+/** @} */
+
+/** @name Code-block encoder (T.800 Annexes C, D)
+ *  @{ */
+
+/** The state of a code-block encoder. Its fields are the library's own. */
+typedef struct QlmEncodeState_JPEG2K QlmEncodeState_JPEG2K;
+
+/**
+ * Allocates a code-block encoder, by qlmMalloc() (qlmcore.h). It codes any number of code-blocks, one at a time:
+ * qlmiEncodeLoadCodeBlock_JPEG2K_32s_C1R() with a block, qlmiEncodeStoreBits_JPEG2K_1u() until all is stored, then the
+ * queries.
+ *
+ * @param[out] state  the encoder, null if there is no memory for it; to be released by qlmiEncodeFree_JPEG2K()
+ * @param[in] maxSize  the size of the largest block in samples, width and height at least 1. Loading a block that is
+ *     wider or higher is an error that nobody notices.
+ * @retval qlmOk  the encoder is ready
+ * @retval qlmErrNullPointer  @p state is null
+ * @retval qlmErrSize  the width or height is below 1
+ * @retval qlmErrMemAlloc  an allocation failed; nothing stays allocated
+ */
+QLM_API QlmStatus qlmiEncodeInitAlloc_JPEG2K(QlmEncodeState_JPEG2K** state, QlmSize maxSize);
+
+/**
+ * Releases what qlmiEncodeInitAlloc_JPEG2K() has allocated.
+ *
+ * @param[in] state  the encoder
+ * @retval qlmOk  it is released
+ * @retval qlmErrNullPointer  it is null
+ */
+QLM_API QlmStatus qlmiEncodeFree_JPEG2K(QlmEncodeState_JPEG2K* state);
+
+/**
+ * Runs the coding passes of a code-block (T.800 Annex D) and keeps their decisions, which
+ * qlmiEncodeStoreBits_JPEG2K_1u() then codes. What the encoder has kept of another block is gone.
+ *
+ * A sample has its sign in bit 31 and its magnitude in bits 0 to 30. Bit-planes are counted as bits of the sample: the
+ * highest plane is the highest bit that any magnitude has, the lowest one bit 31 - @p magnitudeBits. Bits below that
+ * are not coded; they count for the distortions of the passes. The first plane has a cleanup pass; each other plane has
+ * a significance propagation, a magnitude refinement and a cleanup pass.
+ *
+ * @param[in] src  the samples of the block
+ * @param[in] srcStep  bytes between its rows, at least 1
+ * @param[in] size  width and height of the block in samples, each at least 1
+ * @param[in] state  an encoder for blocks of at least this size
+ * @param[in] subband  2 for HL, 3 for HH, anything else for LL and LH
+ * @param[in] magnitudeBits  the bits of a magnitude that are coded, counted from bit 30 down. Above 31 like 31; below 1
+ *     none.
+ * @param[in] terminationMode  how codeword segments of the MQ coder end: 0 by the flush of T.800 C.2.9, with 1 for what
+ *     is left open; 1 in the fewest bytes; 2 predictably (T.800 D.4.2), so that a decoder can tell a damaged segment.
+ *     Anything else is like 0.
+ * @param[in] rateMode  without effect
+ * @param[in] styleFlags  a sum of: 1 vertically causal contexts, 2 arithmetic coding bypass, 4 termination of each
+ *     pass, 8 reset of the contexts at each pass, 16 segmentation symbols (T.800 Table A.19); and 32 for a reversible
+ *     transform, whose lowest plane leaves no error: the distortions of the lowest plane are then exact
+ * @param[out] significantBits  the bits of the largest magnitude, those that are not coded included; 0 where all
+ *     samples are 0
+ * @param[out] passCount  coding passes, 0 where no sample reaches the lowest plane
+ * @param[out] terminatedPassCount  codeword segments: with flag 4 as many as passes; else 1, and one more for each
+ *     change between arithmetic and raw coding
+ * @retval qlmOk  the passes are kept
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrContextMatch  @p state is not an encoder
+ * @retval qlmErrSize  the width or height is below 1
+ * @retval qlmErrStep  the step is below 1
+ */
+QLM_API QlmStatus qlmiEncodeLoadCodeBlock_JPEG2K_32s_C1R(const int32_t* src, int32_t srcStep, QlmSize size,
+                                                         QlmEncodeState_JPEG2K* state, int32_t subband,
+                                                         int32_t magnitudeBits, int32_t terminationMode,
+                                                         int32_t rateMode, int32_t styleFlags, int32_t* significantBits,
+                                                         int32_t* passCount, int32_t* terminatedPassCount);
+
+/**
+ * Codes what qlmiEncodeLoadCodeBlock_JPEG2K_32s_C1R() has kept, by the MQ coder (T.800 Annex C) or raw (T.800 D.6), as
+ * far as there is room; to be called again while @p notFinished is 1. The bytes of all calls, one behind another, are
+ * the codeword segments of the block. They do not depend on how much room each call has.
+ *
+ * @param[out] dst  the bytes; those of the room that are not needed stay as they are
+ * @param[in,out] length  the room in bytes, at least 1; then the bytes written
+ * @param[in] state  the encoder
+ * @param[out] notFinished  0 when all passes are stored, 1 otherwise
+ * @retval qlmOk  the bytes are written, also where there was too little room
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrContextMatch  @p state is not an encoder
+ * @retval qlmErrSize  the room is below 1
+ */
+QLM_API QlmStatus qlmiEncodeStoreBits_JPEG2K_1u(uint8_t* dst, int32_t* length, QlmEncodeState_JPEG2K* state,
+                                                int32_t* notFinished);
+
+/**
+ * How much the passes up to one take from the distortion: the drop in squared error, in units of the square of the
+ * lowest plane's step. It holds for a decoder that puts each sample into the middle of its interval, and is estimated
+ * from six bits below the plane. As refinement may move a sample away from its value, the sum may fall from one pass to
+ * the next.
+ *
+ * @param[in] state  an encoder with a block
+ * @param[in] pass  the last pass that counts, 0 to the pass count minus 1
+ * @param[out] distortion  the sum over the passes 0 to @p pass
+ * @retval qlmOk  the sum is written
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrContextMatch  @p state is not an encoder
+ * @retval qlmErrPassIndex  the block has no such pass
+ */
+QLM_API QlmStatus qlmiEncodeGetDist_JPEG2K(QlmEncodeState_JPEG2K* state, int32_t pass, double* distortion);
+
+/**
+ * Where the bytes of the block may be cut behind a pass: at the end of its codeword segment where the pass ends one,
+ * elsewhere by an estimate of what the coder still holds, which may lie behind the bytes stored so far. A rate does not
+ * fall from pass to pass, but for this: one that leaves a stored byte of 0xFF at the end is lowered by 1.
+ *
+ * @param[in] state  an encoder with a block
+ * @param[in] pass  the last pass that counts, 0 to the pass count minus 1, among those that are stored
+ * @param[out] rate  bytes from the start of the block
+ * @retval qlmOk  the bytes are written
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrContextMatch  @p state is not an encoder
+ * @retval qlmErrPassIndex  the block has no such pass
+ */
+QLM_API QlmStatus qlmiEncodeGetRate_JPEG2K(QlmEncodeState_JPEG2K* state, int32_t pass, int32_t* rate);
+
+/**
+ * The length of a codeword segment.
+ *
+ * @param[in] state  an encoder with a block
+ * @param[in] terminatedPass  the segment, 0 to the count of terminated passes minus 1, among those that are stored
+ * @param[out] length  its bytes; 0 for the only segment of a block without passes
+ * @retval qlmOk  the length is written
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrContextMatch  @p state is not an encoder
+ * @retval qlmErrPassIndex  the block has no such segment
+ */
+QLM_API QlmStatus qlmiEncodeGetTermPassLen_JPEG2K(QlmEncodeState_JPEG2K* state, int32_t terminatedPass,
+                                                  int32_t* length);
+
+/** @} */
+
+/** @name Code-block decoder (T.800 Annexes C, D)
+ *  Codeword segments to samples: qlmiDecodeCodeBlock_JPEG2K_1u32s_C1R() takes a whole code-block, the
+ *  qlmiDecodeCBProgr functions take it segment by segment, as they arrive. Packets, layers and tile parts are the
+ *  caller's.
+ *
+ *  Samples are sign and magnitude: bit 31 is the sign, bits 0 to 30 the magnitude. A sample that is significant carries
+ *  the middle of the interval that it is known to be in: below its known bits the next one is set, unless the plane is
+ *  0. So a block that is decoded in part holds the best values there are.
+ *
+ *  Nothing in the coded data makes the decoder read or write out of bounds. A segment that is cut short decodes on with
+ *  1 bits.
+ *
+ *  Style flags, which must equal what the encoder used (T.800 Table A.19): 1 vertically causal contexts, 2 selective
+ *  arithmetic coding bypass, 4 termination on each coding pass, 8 reset of the contexts at each pass, 16 segmentation
+ *  symbols. And of this decoder alone: 0x20000 does not zero the block at first, 0x80000 keeps what is known of
+ *  significant samples from the block before, 0x100000 checks the termination of arithmetic segments, which finds an
+ *  error where the encoder ended them predictably. In the one-call function alone, 0x10000 conceals an error in the
+ *  whole block, and 0x40000 leaves the reconstruction points in the result.
+ *  @{ */
+
+/** The state of a code-block decoder. Its fields are the library's own. */
+typedef struct QlmDecodeState_JPEG2K QlmDecodeState_JPEG2K;
+
+/**
+ * Bytes of a decoder's state for code-blocks up to a size. The same as qlmiDecodeCBProgrGetStateSize_JPEG2K().
+ *
+ * @param[in] maxSize  the largest code-block
+ * @param[out] size  bytes of the state
+ * @retval qlmOk  the size is written
+ * @retval qlmErrSize  the width or height is below 1 (tested before the pointer)
+ * @retval qlmErrNullPointer  @p size is null
+ */
+QLM_API QlmStatus qlmiDecodeGetBufSize_JPEG2K(QlmSize maxSize, int32_t* size);
+
+/**
+ * Decodes a code-block in one call. Decoding stops at the first segment with an error, or when all passes are done.
+ *
+ * In the end all bits below the last plane decoded are cleared, and the reconstruction points with them, unless flag
+ * 0x40000 is set or that plane is 0 or below. With flag 4 the plane counts as decoded one pass earlier than without:
+ * after a last cleanup pass the reconstruction bit of its plane stays.
+ *
+ * On an error the samples decoded so far stay. With flag 0x10000 the block falls back to what is known above the
+ * damaged plane: bits below it are cleared, and in samples that still have a magnitude its own bit is set, while the
+ * others become 0.
+ *
+ * @param[in] src  the segments, one directly behind the other
+ * @param[out] dst  first sample of the block, which is zeroed first unless flag 0x20000 is set
+ * @param[in] dstStep  bytes between rows, at least 1
+ * @param[in] size  width and height of the block
+ * @param[in] subband  2 for HL, 3 for HH, anything else for LL or LH
+ * @param[in] significantBits  the bit-planes that the data hold. With 0 or below nothing is decoded
+ * @param[in] passCount  the coding passes that the data hold
+ * @param[in] segmentLengths  bytes of each segment. 0 or below is a segment without data
+ * @param[in] segmentCount  segments; with 0 or below the block stays as it is
+ * @param[in] styleFlags  sum of the flags above
+ * @param[out] errorPlane  the bit-plane at which an error was found, written only then. May be null
+ * @param[out] state  memory of the size that the query gives. It needs no preparation; nothing else survives the call
+ *                    but what flag 0x80000 keeps
+ * @retval qlmOk  the block is complete
+ * @retval qlmErrNullPointer  @p src or @p state is null, or behind the size, @p segmentLengths or @p dst
+ * @retval qlmErrSize  the width or height is below 1
+ * @retval qlmErrStep  the step is below 1 (tested last)
+ * @retval qlmErrCodeBlockData  the data contradict their segmentation: wrong segmentation symbols (unless a check of
+ * the termination passes), a termination that is not what flag 0x100000 asks for, or a wrong fill at the end of a raw
+ * segment
+ */
+QLM_API QlmStatus qlmiDecodeCodeBlock_JPEG2K_1u32s_C1R(const uint8_t* src, int32_t* dst, int32_t dstStep, QlmSize size,
+                                                       int32_t subband, int32_t significantBits, int32_t passCount,
+                                                       const int32_t* segmentLengths, int32_t segmentCount,
+                                                       int32_t styleFlags, int32_t* errorPlane,
+                                                       QlmDecodeState_JPEG2K* state);
+
+/**
+ * Bytes of a decoder's state for code-blocks up to a size.
+ *
+ * @param[in] maxSize  the largest code-block
+ * @param[out] size  bytes of the state
+ * @retval qlmOk  the size is written
+ * @retval qlmErrSize  the width or height is below 1 (tested before the pointer)
+ * @retval qlmErrNullPointer  @p size is null
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrGetStateSize_JPEG2K(QlmSize maxSize, int32_t* size);
+
+/**
+ * Allocates a decoder's state for code-blocks up to a size, and initialises it.
+ *
+ * @param[out] state  the new state, or null where the allocation failed
+ * @param[in] maxSize  the largest code-block. Attaching does not compare with it
+ * @retval qlmOk  the state is ready for qlmiDecodeCBProgrAttach_JPEG2K_32s_C1R()
+ * @retval qlmErrNullPointer  @p state is null
+ * @retval qlmErrSize  the width or height is below 1
+ * @retval qlmErrMemAlloc  the allocation failed
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrInitAlloc_JPEG2K(QlmDecodeState_JPEG2K** state, QlmSize maxSize);
+
+/**
+ * Makes a state out of the caller's memory, of the size that the query gives.
+ *
+ * @param[out] state  the memory
+ * @retval qlmOk  the state is ready for qlmiDecodeCBProgrAttach_JPEG2K_32s_C1R()
+ * @retval qlmErrNullPointer  @p state is null
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrInit_JPEG2K(QlmDecodeState_JPEG2K* state);
+
+/**
+ * Releases a state that qlmiDecodeCBProgrInitAlloc_JPEG2K() has made.
+ *
+ * @param[in] state  the state
+ * @retval qlmOk  the state is released
+ * @retval qlmErrNullPointer  @p state is null
+ * @retval qlmErrContextMatch  it is not a decoder's state
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrFree_JPEG2K(QlmDecodeState_JPEG2K* state);
+
+/**
+ * Starts a code-block: what was attached before is forgotten. The counter of passes becomes 0, so nothing is decoded
+ * until qlmiDecodeCBProgrSetPassCounter_JPEG2K() sets it.
+ *
+ * @param[out] dst  first sample of the block, which is zeroed unless flag 0x20000 is set. It must stay where it is
+ * until the last step
+ * @param[in] dstStep  bytes between rows, at least 1
+ * @param[in] size  width and height of the block, no larger than what the state was made for
+ * @param[in,out] state  the state
+ * @param[in] subband  2 for HL, 3 for HH, anything else for LL or LH
+ * @param[in] significantBits  the bit-planes that the data hold. With 0 or below nothing will be decoded
+ * @param[in] styleFlags  sum of the flags above. 0x80000 goes on over what the state knows of the same block
+ * @retval qlmOk  the block is attached
+ * @retval qlmErrNullPointer  @p state is null, or behind the tag, @p dst
+ * @retval qlmErrContextMatch  it is not a decoder's state
+ * @retval qlmErrStep  the step is below 1
+ * @retval qlmErrSize  the width or height is below 1
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrAttach_JPEG2K_32s_C1R(int32_t* dst, int32_t dstStep, QlmSize size,
+                                                         QlmDecodeState_JPEG2K* state, int32_t subband,
+                                                         int32_t significantBits, int32_t styleFlags);
+
+/**
+ * Sets how many more passes are to be decoded. May be called between any two steps.
+ *
+ * @param[in] passCount  passes still to be decoded; with 0 or below none
+ * @param[in,out] state  the state
+ * @retval qlmOk  the counter is set
+ * @retval qlmErrNullPointer  @p state is null
+ * @retval qlmErrContextMatch  it is not a decoder's state
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrSetPassCounter_JPEG2K(int32_t passCount, QlmDecodeState_JPEG2K* state);
+
+/**
+ * Tells how many passes are still to be decoded.
+ *
+ * @param[in] state  the state
+ * @param[out] passCount  passes still to be decoded
+ * @retval qlmOk  the counter is written
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrContextMatch  it is not a decoder's state
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrGetPassCounter_JPEG2K(QlmDecodeState_JPEG2K* state, int32_t* passCount);
+
+/**
+ * Tells the present bit-plane: that of the next pass where each pass is terminated, else that of the last one.
+ *
+ * @param[in] state  the state
+ * @param[out] plane  the bit-plane, or -1 when all are done
+ * @retval qlmOk  the plane is written
+ * @retval qlmErrNullPointer  @p state is null, or behind the tag, @p plane
+ * @retval qlmErrContextMatch  it is not a decoder's state
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrGetCurBitPlaneNum_JPEG2K(QlmDecodeState_JPEG2K* state, int32_t* plane);
+
+/**
+ * Decodes one whole codeword segment. With flag 4 that is one pass, else all passes up to where the standard ends a
+ * segment: without bypass all there are, with it ten in the first one, then two raw ones and a cleanup by turns. The
+ * counter of passes can end it earlier. When no pass or no plane is left, nothing is read or changed.
+ *
+ * The block can be read between any two steps, and the memory of a segment is not needed after its step. Concealment
+ * (0x10000) and removal of the reconstruction points (0x40000) are not done by steps.
+ *
+ * @param[in] src  the segment
+ * @param[in] length  its bytes; 0 or below is a segment without data
+ * @param[in,out] state  the state
+ * @retval qlmOk  the passes of the segment are decoded, or there was nothing to do
+ * @retval qlmErrNullPointer  a pointer is null
+ * @retval qlmErrContextMatch  @p state is not a decoder's state
+ * @retval qlmErrNoCodeBlock  no block is attached
+ * @retval qlmErrCodeBlockData  the data contradict their segmentation. All passes of the segment are decoded all the
+ *                              same, and the next step can go on behind it
+ */
+QLM_API QlmStatus qlmiDecodeCBProgrStep_JPEG2K(const uint8_t* src, int32_t length, QlmDecodeState_JPEG2K* state);
 
 /** @} */
 

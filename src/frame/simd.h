@@ -125,6 +125,19 @@ inline void transposeHalves4x4(__m256i (&v)[4]) {
   v[3] = _mm256_unpackhi_epi64(high01, high23);
 }
 
+// The same for words: four vectors of four quads each, a quad being four words. Afterwards vector i holds word i of
+// every quad; the order of the quads inside the halves is such that the same call leads back.
+inline void transposeWordQuads(__m256i (&v)[4]) {
+  const __m256i low01 = _mm256_unpacklo_epi16(v[0], v[1]), high01 = _mm256_unpackhi_epi16(v[0], v[1]);
+  const __m256i low23 = _mm256_unpacklo_epi16(v[2], v[3]), high23 = _mm256_unpackhi_epi16(v[2], v[3]);
+  const __m256i first01 = _mm256_unpacklo_epi32(low01, low23), first23 = _mm256_unpackhi_epi32(low01, low23);
+  const __m256i last01 = _mm256_unpacklo_epi32(high01, high23), last23 = _mm256_unpackhi_epi32(high01, high23);
+  v[0] = _mm256_unpacklo_epi64(first01, last01);
+  v[1] = _mm256_unpackhi_epi64(first01, last01);
+  v[2] = _mm256_unpacklo_epi64(first23, last23);
+  v[3] = _mm256_unpackhi_epi64(first23, last23);
+}
+
 // The pattern of a byte shuffle, the same for both halves; an index of -1 gives a zero byte.
 struct ShufflePattern {
   alignas(32) int8_t index[32];

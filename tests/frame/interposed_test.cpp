@@ -113,3 +113,76 @@ TEST(Memory, aRefusedTableLeavesTheObjectToItsOwner) {
   ASSERT_NE(encodeSpec, nullptr);
   EXPECT_EQ(qlmiEncodeHuffmanSpecFree_JPEG_8u(encodeSpec), qlmOk);
 }
+
+// Whichever allocation fails, what came before it is released and the caller holds null.
+TEST(Memory, aFailedAllocationOfACodeBlockCoderLeavesNothing) {
+  int mark = 0;
+  const auto check = [&](auto* untouched, const auto& initAlloc, const auto& free) {
+    for (int32_t good = 0;; ++good) {
+      ASSERT_LT(good, 10);
+      resetFakeCore();
+      fakeCore().failAllocationsFrom = good;
+      auto* state = untouched;
+      const QlmStatus status = initAlloc(&state, QlmSize{9, 7});
+      if (status == qlmOk) {
+        EXPECT_GT(good, 0);
+        EXPECT_EQ(fakeCore().allocations, good);
+        EXPECT_EQ(fakeCore().releases, 0);
+        EXPECT_EQ(free(state), qlmOk);
+        EXPECT_EQ(fakeCore().releases, good);
+        return;
+      }
+      EXPECT_EQ(status, qlmErrMemAlloc);
+      EXPECT_EQ(state, nullptr);
+      EXPECT_EQ(fakeCore().allocations, good);
+      EXPECT_EQ(fakeCore().releases, good);
+    }
+  };
+  check(reinterpret_cast<QlmEncodeState_JPEG2K*>(&mark), qlmiEncodeInitAlloc_JPEG2K, qlmiEncodeFree_JPEG2K);
+  check(reinterpret_cast<QlmDecodeState_JPEG2K*>(&mark), qlmiDecodeCBProgrInitAlloc_JPEG2K,
+        qlmiDecodeCBProgrFree_JPEG2K);
+}
+
+TEST(Memory, codeBlockDecodersAskForTheirReportedSizeAndCodingForNothing) {
+  resetFakeCore();
+  int32_t size = 0;
+  ASSERT_EQ(qlmiDecodeCBProgrGetStateSize_JPEG2K({64, 48}, &size), qlmOk);
+  QlmDecodeState_JPEG2K* decoder = nullptr;
+  ASSERT_EQ(qlmiDecodeCBProgrInitAlloc_JPEG2K(&decoder, {64, 48}), qlmOk);
+  EXPECT_EQ(fakeCore().lastLength, size);
+  EXPECT_EQ(fakeCore().allocations, 1);
+  QlmEncodeState_JPEG2K* encoder = nullptr;
+  ASSERT_EQ(qlmiEncodeInitAlloc_JPEG2K(&encoder, {64, 48}), qlmOk);
+
+  const int before = fakeCore().allocations;
+  const int32_t samples[4] = {1, 2, 3, 4};
+  int32_t decoded[4], bits, passes, segments, notFinished, length = 100;
+  uint8_t bytes[100];
+  ASSERT_EQ(
+      qlmiEncodeLoadCodeBlock_JPEG2K_32s_C1R(samples, 8, {2, 2}, encoder, 0, 31, 0, 0, 0, &bits, &passes, &segments),
+      qlmOk);
+  ASSERT_EQ(qlmiEncodeStoreBits_JPEG2K_1u(bytes, &length, encoder, &notFinished), qlmOk);
+  ASSERT_EQ(
+      qlmiDecodeCodeBlock_JPEG2K_1u32s_C1R(bytes, decoded, 8, {2, 2}, 0, bits, passes, &length, 1, 0, nullptr, decoder),
+      qlmOk);
+  EXPECT_EQ(decoded[3], 4);
+  EXPECT_EQ(fakeCore().allocations, before);
+  EXPECT_EQ(fakeCore().releases, 0);
+  EXPECT_EQ(qlmiEncodeFree_JPEG2K(encoder), qlmOk);
+  EXPECT_EQ(qlmiDecodeCBProgrFree_JPEG2K(decoder), qlmOk);
+  EXPECT_EQ(fakeCore().releases, before);
+}
+
+// Outer record, coder, an array of contexts and one of decisions, and the flag words.
+TEST(Memory, codeBlockEncodersAskForTheirRecordsAndArrays) {
+  std::multiset<int32_t> lengths;
+  QlmEncodeState_JPEG2K* state = nullptr;
+  for (int32_t good = 0; !state; ++good) {
+    ASSERT_LT(good, 10);
+    resetFakeCore();
+    fakeCore().failAllocationsFrom = good;
+    if (qlmiEncodeInitAlloc_JPEG2K(&state, {9, 7}) != qlmOk) lengths.insert(fakeCore().lastLength);
+  }
+  EXPECT_EQ(qlmiEncodeFree_JPEG2K(state), qlmOk);
+  EXPECT_EQ(lengths, (std::multiset<int32_t>{936, 2112, 9 * 1090 * 2, 9 * 1090 * 2, 64 * 6}));
+}

@@ -11,6 +11,10 @@
 #include "jpeg/jpeg_reader.h"
 #include "jpeg/jpeg_writer.h"
 #include "jpeg2000/bands.h"
+#include "jpeg2000/jpeg2000_reader.h"
+#include "jpeg2000/jpeg2000_writer.h"
+#include "jpegxr/jxr_reader.h"
+#include "jpegxr/jxr_writer.h"
 #include "texture/texture_codec.h"
 
 namespace test {
@@ -112,6 +116,41 @@ TEST_F(Programs, ErrorsNameTheFileAndTheReason) {
   EXPECT_FALSE(fs::exists(path("out.png")));
 }
 
+TEST_F(Programs, JpegXrFiles) {
+  using sample::JxrBands, sample::JxrComponents, sample::JxrOverlap;
+  const sample::Picture picture = sample::paintPicture(50, 34);
+  sample::writePicture(path("in.png"), picture);
+  EXPECT_RESULT(convert("in.png a.jxr"), 0, "");
+  EXPECT_EQ(read("a.jxr"), sample::writeJxr(picture, {.quality = 75}));
+  EXPECT_RESULT(convert("a.jxr a.ppm"), 0, "");
+  EXPECT_EQ(sample::readPicture(path("a.ppm")), sample::readJxr(read("a.jxr")));
+  EXPECT_RESULT(convert("in.png b.wdp -q 40 -s 420 --overlap 2 --bands no-flexbits"), 0, "");
+  EXPECT_EQ(read("b.wdp"), sample::writeJxr(picture, {.quality = 40,
+                                                      .components = JxrComponents::k420,
+                                                      .overlap = JxrOverlap::kTwo,
+                                                      .bands = JxrBands::kNoFlexbits}));
+  EXPECT_RESULT(convert("in.png c.jxr --lossless --grey"), 0, "");
+  EXPECT_EQ(sample::readJxr(read("c.jxr")), sample::toGrey(picture));
+  EXPECT_RESULT(convert("in.png d.jxr --quantiser 30"), 0, "");
+  EXPECT_EQ(sample::readJxrHeader(read("d.jxr")).quantisers[2], (sample::QuantiserIndices{30, 30, 30}));
+  EXPECT_RESULT(convert("in.png deep.png --bits 16"), 0, "");
+  EXPECT_RESULT(convert("deep.png e.jxr -q 100"), 0, "");
+  EXPECT_EQ(sample::readJxrHeader(read("e.jxr")).bits, 16);
+  EXPECT_RESULT(convert("e.jxr e.png"), 0, "");
+  EXPECT_EQ(sample::readAnyPicture(path("e.png")), sample::readAnyPicture(path("deep.png")));
+
+  Bytes half = read("c.jxr");
+  half.resize(half.size() * 2 / 3);
+  write("half.jxr", half);
+  EXPECT_RESULT(convert("half.jxr half.pgm"), 3, "warning: half.jxr: damaged: the ");
+  EXPECT_EQ(sample::readPicture(path("half.pgm")).height, 34);
+  write("text.jxr", {'h', 'e', 'l', 'l', 'o'});
+  EXPECT_RESULT(convert("text.jxr out.png"), 1, "text.jxr: not a JPEG XR file");
+  EXPECT_RESULT(convert("in.png f.jxr --overlap 3"), 2, "--overlap");
+  EXPECT_RESULT(convert("in.png f.jxr --quantiser 256"), 2, "--quantiser");
+  EXPECT_RESULT(convert("in.png f.jxr --bands two"), 2, "--bands");
+}
+
 TEST_F(Programs, TruncatedFilesAreDecodedInPart) {
   const sample::Picture picture = sample::paintPicture(64, 64);
   const Bytes whole = sample::writeJpeg(picture);
@@ -179,7 +218,6 @@ TEST_F(Programs, OptionsReachTheWays) {
 TEST_F(Programs, ShowsTheBandsOfWavelets) {
   EXPECT_RESULT(convert("a.png b.png --show-bands 9"), 2, "--show-bands");
   EXPECT_RESULT(convert("a.png b.png --show-bands 1 --wavelet 7/5"), 2, "--wavelet");
-  EXPECT_RESULT(convert("a.png b.png --wavelet 5/3"), 2, "--show-bands");
   const sample::Picture picture = sample::paintPicture(51, 34);
   sample::writePicture(path("in.png"), picture);
   const auto shown = [&](const std::string& options) {
@@ -228,6 +266,70 @@ TEST_F(Programs, OptionsReachTheProcesses) {
   EXPECT_RESULT(convert("a.jpg back.png"), 0, "");
   EXPECT_EQ(sample::readPicture(path("back.png")), picture);
   EXPECT_RESULT(convert("in.png a.jpg --lossless --restart 20"), 1, "must be a number of whole rows");
+}
+
+TEST_F(Programs, OptionsReachJpeg2000) {
+  using By = sample::Jpeg2000Layer::By;
+  using sample::Jpeg2000WriteOptions;
+  const sample::Picture picture = sample::paintPicture(150, 97);
+  sample::writePicture(path("in.png"), picture);
+  const auto written = [&](const std::string& options, Jpeg2000WriteOptions wanted, const char* file = "a.jp2") {
+    EXPECT_RESULT(convert("in.png " + std::string(file) + " " + options), 0, "");
+    EXPECT_EQ(read(file), sample::writeJpeg2000(picture, wanted)) << options;
+  };
+  const auto codestream = sample::Jpeg2000Container::kCodestream;
+  written("", {});
+  EXPECT_RESULT(convert("a.jp2 back.png"), 0, "");
+  EXPECT_EQ(sample::readPicture(path("back.png")), picture);
+  written("--threads 1", {.container = codestream}, "a.j2k");
+  EXPECT_RESULT(convert("a.j2k back.png"), 0, "");
+  EXPECT_EQ(sample::readPicture(path("back.png")), picture);
+  written("--wavelet 9/7", {.container = codestream, .reversible = false}, "a.J2C");
+  written("--rates 0.5,2", {.reversible = false, .layers = {{By::kBitsPerPixel, 0.5}, {By::kBitsPerPixel, 2}}});
+  written("--rates 1 -w 5/3", {.layers = {{By::kBitsPerPixel, 1}}});
+  written("--rates 1 --lossless", {.layers = {{By::kBitsPerPixel, 1}, {}}});
+  written("--psnr=35", {.reversible = false, .layers = {{By::kPsnr, 35}}});
+  written("--levels 3 --tile 64x50 --block 16x128 --order rpcl --precincts 64,32x16 --sop --eph",
+          {.levels = 3,
+           .tileWidth = 64,
+           .tileHeight = 50,
+           .blockWidth = 16,
+           .blockHeight = 128,
+           .progression = sample::j2k::Progression::kRpcl,
+           .precincts = {{64, 64}, {32, 16}},
+           .sop = true,
+           .eph = true});
+  written("--block-style bypass,causal,predictable", {.blockStyle = 1 + 8 + 16});
+  written("--block-style reset,terminate,segmentation", {.blockStyle = 2 + 4 + 32});
+
+  EXPECT_RESULT(convert("in.png a.jp2 --rates 1 --psnr 40"), 2, "--psnr");
+  EXPECT_RESULT(convert("in.png a.jp2 --rates -1"), 2, "--rates");
+  EXPECT_RESULT(convert("in.png a.jp2 --tile 12x"), 2, "--tile");
+  EXPECT_RESULT(convert("in.png a.jp2 --order lcrp"), 2, "--order");
+  EXPECT_RESULT(convert("in.png a.jp2 --block-style fast"), 2, "--block-style");
+  EXPECT_RESULT(convert("in.png a.jp2 --block 24"), 1, "a.jp2: code-blocks have sides of 4, 8 and so on");
+}
+
+TEST_F(Programs, OptionsReachTheJpeg2000Reader) {
+  const sample::Picture picture = sample::paintPicture(150, 97);
+  const Bytes file = sample::writeJpeg2000(
+      picture, {.layers = {{sample::Jpeg2000Layer::By::kBitsPerPixel, 1}, {}}, .levels = 4, .tileWidth = 100});
+  write("in.jp2", file);
+  const auto expectRead = [&](const std::string& options, const sample::Jpeg2000ReadOptions& wanted) {
+    EXPECT_RESULT(convert("in.jp2 back.png " + options), 0, "");
+    const sample::AnyPicture expected = sample::toPicture(sample::readJpeg2000Planes(file, wanted));
+    EXPECT_EQ(sample::readPicture(path("back.png")), std::get<sample::Picture>(expected)) << options;
+  };
+  expectRead("--threads 1", {});
+  expectRead("--layers 1", {.layers = 1});
+  expectRead("--scale 1/2", {.discardLevels = 1});
+  expectRead("--scale 1/16 --layers 1", {.discardLevels = 4, .layers = 1});
+  EXPECT_RESULT(convert("in.jp2 back.png --scale 1/32"), 1, "in.jp2: there are only 4 levels to discard");
+  EXPECT_RESULT(convert("in.jp2 back.png --scale 1/3"), 2, "--scale");
+  write("cut.jp2", Bytes(file.begin(), file.begin() + static_cast<ptrdiff_t>(file.size() / 2)));
+  EXPECT_RESULT(convert("cut.jp2 back.png"), 3, "cut.jp2: codestream is truncated; what could be decoded is kept");
+  write("cut.jp2", Bytes(file.begin(), file.begin() + 60));
+  EXPECT_RESULT(convert("cut.jp2 back.png"), 1, "cut.jp2: ");
 }
 
 TEST_F(Programs, DeepSamplesPassThrough) {

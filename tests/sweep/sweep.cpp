@@ -70,7 +70,8 @@ Argument size(int32_t width, int32_t height, int32_t minWidth, int32_t minHeight
 const std::vector<Row>& sweepTable() {
   static const std::vector<Row> table = [] {
     std::vector<Row> all;
-    for (auto part : {frameRows(), jpegRows(), jpegEntropyRows(), jpeg2000Rows(), textureRows(), tiffRows()})
+    for (auto part : {frameRows(), jpegRows(), jpegEntropyRows(), jpeg2000Rows(), jpeg2000BlockRows(), jpegXrRows(),
+                      textureRows(), tiffRows()})
       for (Row& r : part) all.push_back(std::move(r));
     return all;
   }();

@@ -125,6 +125,8 @@ std::vector<Row> frameRows();
 std::vector<Row> jpegRows();
 std::vector<Row> jpegEntropyRows();
 std::vector<Row> jpeg2000Rows();
+std::vector<Row> jpeg2000BlockRows();
+std::vector<Row> jpegXrRows();
 std::vector<Row> textureRows();
 std::vector<Row> tiffRows();
 

@@ -1,5 +1,6 @@
-// The buffers that the races of JPEG 2000's transforms work in: a few large ones an element type, shared by all races
-// and first touched by the race that needs them, for together the races would fill the memory many times over.
+// The buffers that the races of JPEG 2000's and JPEG XR's transforms work in: a few large ones an element type, shared
+// by all races and first touched by the race that needs them, for together the races would fill the memory many times
+// over.
 #pragma once
 
 #include <cstddef>
