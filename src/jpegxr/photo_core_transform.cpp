@@ -13,14 +13,10 @@ namespace {
 
 // --- Arithmetic ------------------------------------------------------------------------------------------------------
 
-// A vector of `bytes` bytes, and the lifting lines over it. Integers wrap at every operation, the products by 3 and the
-// sums with a rounding constant included, and shift as numbers of their own width: in 16 bits 3x + 4 wraps where the
-// magnitude of x passes 10921, and the result then differs from that in 32 bits.
-template <typename T, int bytes>
-struct Lanes {
-  static constexpr int kBytes = bytes;
-  typedef std::make_unsigned_t<T> Vector __attribute__((vector_size(bytes)));
-  typedef T Signed __attribute__((vector_size(bytes)));
+// A vector of `bytes` bytes, from and to the form in which it is loaded, shuffled and stored.
+template <typename Element, int bytes>
+struct VectorOf {
+  typedef Element Vector __attribute__((vector_size(bytes)));
 
   // 16 bytes stand in the lower half.
   static Vector of(__m256i v) {
@@ -35,6 +31,15 @@ struct Lanes {
     else
       return _mm256_castsi128_si256(reinterpret_cast<__m128i>(v));
   }
+};
+
+// The lifting lines over such vectors. Integers wrap at every operation, the products by 3 and the sums with a rounding
+// constant included, and shift as numbers of their own width: in 16 bits 3x + 4 wraps where the magnitude of x passes
+// 10921, and the result then differs from that in 32 bits.
+template <typename T, int bytes>
+struct Lanes : VectorOf<std::make_unsigned_t<T>, bytes> {
+  using typename VectorOf<std::make_unsigned_t<T>, bytes>::Vector;
+  typedef T Signed __attribute__((vector_size(bytes)));
 
   // (multiplier x + rounding) >> shift
   template <typename Factor>
@@ -59,23 +64,8 @@ struct Lanes {
 
 // Floats leave out the rounding, and fuse each product with the sum that follows it.
 template <int bytes>
-struct Lanes<float, bytes> {
-  static constexpr int kBytes = bytes;
-  typedef float Vector __attribute__((vector_size(bytes)));
-
-  // 16 bytes stand in the lower half.
-  static Vector of(__m256i v) {
-    if constexpr (bytes == 32)
-      return reinterpret_cast<Vector>(v);
-    else
-      return reinterpret_cast<Vector>(_mm256_castsi256_si128(v));
-  }
-  static __m256i bits(Vector v) {
-    if constexpr (bytes == 32)
-      return reinterpret_cast<__m256i>(v);
-    else
-      return _mm256_castsi128_si256(reinterpret_cast<__m128i>(v));
-  }
+struct Lanes<float, bytes> : VectorOf<float, bytes> {
+  using typename VectorOf<float, bytes>::Vector;
 
   template <typename Factor>
   static Vector added(Vector to, Vector x) {
